@@ -1,0 +1,18 @@
+// All: every header of the library.
+
+#ifndef NOVU_BASES_ALL_H_
+#define NOVU_BASES_ALL_H_
+
+#include "Bases/Bases.h"
+#include "Bases/Export.h"
+#include "Bases/FileFind.h"
+#include "Bases/Guid.h"
+#include "Bases/MemPool.h"
+#include "Bases/Random.h"
+#include "Bases/RegEx.h"
+#include "Bases/String.h"
+#include "Bases/TextFileIo.h"
+#include "Bases/XmlDoc.h"
+#include "Bases/tchar.h"
+
+#endif  // NOVU_BASES_ALL_H_

@@ -1,0 +1,173 @@
+// Directory enumeration, from Bases/FileFind.h.
+
+#include "Bases/FileFind.h"
+
+#include <dirent.h>
+#include <sys/stat.h>
+
+#include <cstring>
+
+#include "Bases/Impl/Owned.h"
+#include "Bases/Impl/StatTimes.h"
+
+namespace Novu {
+
+namespace {
+
+using Stream = Owned<DIR, ::closedir>;
+
+bool IsSelfOrParent(const char* name) {
+    return std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0;
+}
+
+// The record to answer from: there must be an open stream, too.
+template <typename Entry>
+const Entry* Active(const void* stream, const Entry* record) {
+    return stream != nullptr ? record : nullptr;
+}
+
+// Multiplied as unsigned: the seconds of a far year times 1000 wrap.
+long long Milliseconds(time_t seconds, long nanoseconds) {
+    return static_cast<long long>(
+        static_cast<unsigned long long>(seconds) * 1000 +
+        static_cast<unsigned long long>(nanoseconds / 1000000));
+}
+
+long long Milliseconds(const timespec& time) {
+    return Milliseconds(time.tv_sec, time.tv_nsec);
+}
+
+}  // namespace
+
+struct FileFind::Entry {
+    dirent* entry;     // The one that readdir gave last; the stream owns it.
+    struct stat info;  // Its status.
+    std::string path;  // The directory, as given to FindFirst.
+};
+
+// Lifetime
+
+FileFind::FileFind() : dir(nullptr), current(nullptr) {}
+
+// The delegation makes the object complete before FindFirst can throw, so that
+// the destructor then releases what it had opened.
+FileFind::FileFind(const std::string& directory, const std::string& pattern)
+    : FileFind() {
+    FindFirst(directory, pattern);
+    delete current;
+    current = nullptr;
+}
+
+FileFind::~FileFind() {
+    FindClose();
+    delete current;
+}
+
+// Movement
+
+bool FileFind::FindFirst(const std::string& directory,
+                         const std::string& /*pattern*/) {
+    if (dir != nullptr) {
+        return false;
+    }
+    if (current == nullptr) {
+        current = new Entry();
+    }
+    Stream stream(::opendir(directory.c_str()));
+    if (stream == nullptr) {
+        return false;
+    }
+
+    dirent* entry = ::readdir(stream.get());
+    while (entry != nullptr && IsSelfOrParent(entry->d_name)) {
+        entry = ::readdir(stream.get());
+    }
+    current->entry = entry;
+    current->path = directory;
+    if (entry == nullptr ||
+        !GetFileInfo(directory, entry->d_name, current->info)) {
+        return false;
+    }
+    dir = stream.release();
+    return true;
+}
+
+bool FileFind::FindNext() {
+    if (dir == nullptr || current == nullptr) {
+        return false;
+    }
+    dirent* const entry = ::readdir(static_cast<DIR*>(dir));
+    if (entry == nullptr) {
+        return false;
+    }
+    current->entry = entry;
+    return GetFileInfo(current->path, entry->d_name, current->info);
+}
+
+void FileFind::FindClose() {
+    if (dir != nullptr) {
+        ::closedir(static_cast<DIR*>(dir));
+        dir = nullptr;
+    }
+}
+
+// The current entry
+
+const char* FileFind::GetFileName() {
+    const Entry* const now = Active(dir, current);
+    return now != nullptr ? now->entry->d_name : nullptr;
+}
+
+int FileFind::GetFileType() {
+    const Entry* const now = Active(dir, current);
+    if (now == nullptr) {
+        return 0;
+    }
+    switch (now->info.st_mode & S_IFMT) {
+        case S_IFREG:
+            return 2;
+        case S_IFDIR:
+            return 3;
+        default:
+            return 1;
+    }
+}
+
+unsigned long long FileFind::GetFileSize() {
+    const Entry* const now = Active(dir, current);
+    return now != nullptr ? static_cast<unsigned long long>(now->info.st_size)
+                          : 0;
+}
+
+long long FileFind::GetFileLastWriteTime() {
+    const Entry* const now = Active(dir, current);
+    return now != nullptr ? Milliseconds(ModificationTime(now->info)) : 0;
+}
+
+long long FileFind::GetFileLastAccessTime() {
+    const Entry* const now = Active(dir, current);
+    return now != nullptr ? Milliseconds(StatusChangeTime(now->info)) : 0;
+}
+
+long long FileFind::GetFileCreationTime() {
+    const Entry* const now = Active(dir, current);
+    return now != nullptr ? Milliseconds(StatusChangeTime(now->info).tv_sec,
+                                         AccessTime(now->info).tv_nsec)
+                          : 0;
+}
+
+unsigned long FileFind::GetMaxFileNameSize() {
+    return Active(dir, current) != nullptr ? 1024 : 0;
+}
+
+// Status
+
+bool GetFileInfo(const std::string& directory, const char* name,
+                 struct stat& out) {
+    if (name == nullptr) {
+        return false;
+    }
+    return ::stat((directory + name).c_str(), &out) == 0;
+}
+
+}  // namespace Novu

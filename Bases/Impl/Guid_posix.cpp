@@ -1,0 +1,164 @@
+// Guid, from Bases/Guid.h, over Boost.Uuid.
+
+#include "Bases/Guid.h"
+
+#include <algorithm>
+#include <boost/random/mersenne_twister.hpp>
+#include <boost/uuid/detail/random_provider.hpp>
+#include <boost/uuid/random_generator.hpp>
+#include <boost/uuid/string_generator.hpp>
+#include <boost/uuid/uuid.hpp>
+#include <boost/uuid/uuid_io.hpp>
+#include <cstdint>
+#include <cstring>
+#include <iterator>
+
+namespace Novu {
+
+namespace {
+
+constexpr Guid GuidNone;
+
+// Seeds a whole engine by one read of the random source. Left to itself,
+// Boost's generator asks the source for each of the engine's 624 words.
+struct BulkSeed {
+    void generate(std::uint32_t* first, std::uint32_t* last) {
+        boost::uuids::detail::random_provider().get_random_bytes(
+            first, static_cast<std::size_t>(last - first) * sizeof *first);
+    }
+};
+
+// An unsigned number from the bytes of `guid` at `offset`, as the host has it.
+template <typename Number>
+Number NumberAt(const Guid& guid, std::size_t offset) {
+    Number number = 0;
+    std::memcpy(&number, reinterpret_cast<const char*>(&guid) + offset,
+                sizeof number);
+    return number;
+}
+
+// 1 or -1 where the numbers at `offset` differ, else 0.
+template <typename Number>
+int CompareAt(const Guid& left, const Guid& right, std::size_t offset) {
+    const auto leftNumber = NumberAt<Number>(left, offset);
+    const auto rightNumber = NumberAt<Number>(right, offset);
+    if (leftNumber == rightNumber) {
+        return 0;
+    }
+    return leftNumber > rightNumber ? 1 : -1;
+}
+
+// How much of `text` is an identifier by its outer form. Boost's parser refuses
+// what follows the identifier, so it is not shown any of that.
+std::size_t IdentifierLength(const char* text) {
+    const std::size_t digits = 32;
+    const std::size_t digitsBeforeHyphen = 8;
+    const std::size_t hyphens = 4;
+    const std::size_t braces = 2;
+
+    const std::size_t braceAt0 = text[0] == '{' ? 1 : 0;
+    const std::size_t available = ::strnlen(text, digits + hyphens + braces);
+    std::size_t length = digits + braceAt0 * braces;
+    const std::size_t hyphenAt = braceAt0 + digitsBeforeHyphen;
+    if (hyphenAt < available && text[hyphenAt] == '-') {
+        length += hyphens;
+    }
+    return std::min(length, available);
+}
+
+}  // namespace
+
+// Value
+
+bool Guid::Generate() {
+    BulkSeed seed;
+    boost::mt19937 engine(seed);
+    const boost::uuids::uuid drawn =
+        boost::uuids::basic_random_generator<boost::mt19937>(engine)();
+    if (drawn.is_nil()) {
+        return false;
+    }
+    std::copy(drawn.begin(), drawn.end(), bytes);
+    return true;
+}
+
+void Guid::Clear() { *this = GuidNone; }
+
+bool Guid::None() const { return Test(GuidNone); }
+
+// Order
+
+bool Guid::Test(const Guid& other) const {
+    return std::memcmp(bytes, other.bytes, sizeof bytes) == 0;
+}
+
+int Guid::Compare(const Guid& other) const {
+    if (const int order = CompareAt<std::uint32_t>(*this, other, 0)) {
+        return order;
+    }
+    if (const int order = CompareAt<std::uint16_t>(*this, other, 4)) {
+        return order;
+    }
+    if (const int order = CompareAt<std::uint16_t>(*this, other, 6)) {
+        return order;
+    }
+    return std::memcmp(bytes + 8, other.bytes + 8, 8);
+}
+
+bool Guid::operator==(const Guid& other) const { return Test(other); }
+
+bool Guid::operator!=(const Guid& other) const { return !Test(other); }
+
+bool Guid::operator<(const Guid& other) const { return Compare(other) < 0; }
+
+bool Guid::operator>(const Guid& other) const { return Compare(other) > 0; }
+
+// Text
+
+bool Guid::ToString(std::string& out, int format) const {
+    if (None()) {
+        return false;
+    }
+    boost::uuids::uuid value;
+    std::copy(std::begin(bytes), std::end(bytes), value.begin());
+    std::string text = boost::uuids::to_string(value);
+    if (format == 0) {
+        text = text.substr(1, text.size() - 2);
+    }
+    out = std::move(text);
+    return true;
+}
+
+bool Guid::ToString(char* out, int format) const {
+    std::string text;
+    if (out == nullptr || !ToString(text, format)) {
+        return false;
+    }
+    std::memcpy(out, text.c_str(), text.size() + 1);
+    return true;
+}
+
+std::string Guid::ToString(int format) const {
+    std::string text;
+    ToString(text, format);
+    return text;
+}
+
+bool Guid::FromString(const char* text) {
+    if (text == nullptr) {
+        return false;
+    }
+    const boost::uuids::uuid value =
+        boost::uuids::string_generator()(text, text + IdentifierLength(text));
+    if (value.is_nil()) {
+        return false;
+    }
+    std::copy(value.begin(), value.end(), bytes);
+    return true;
+}
+
+bool Guid::FromString(const std::string& text) {
+    return !text.empty() && FromString(text.c_str());
+}
+
+}  // namespace Novu

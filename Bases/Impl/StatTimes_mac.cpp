@@ -1,0 +1,11 @@
+// The times of a stat record, from Bases/Impl/StatTimes.h.
+
+#include "Bases/Impl/StatTimes.h"
+
+namespace Novu {
+
+timespec AccessTime(const struct stat& info) { return info.st_atimespec; }
+timespec ModificationTime(const struct stat& info) { return info.st_mtimespec; }
+timespec StatusChangeTime(const struct stat& info) { return info.st_ctimespec; }
+
+}  // namespace Novu

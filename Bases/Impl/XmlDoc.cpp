@@ -1,0 +1,656 @@
+// The XML writer and reader, from Bases/XmlDoc.h, over libxml2 and iconv.
+
+#include "Bases/XmlDoc.h"
+
+#include <iconv.h>
+#include <langinfo.h>
+#include <libxml/encoding.h>
+#include <libxml/parser.h>
+#include <libxml/tree.h>
+#include <libxml/xmlmemory.h>
+#include <libxml/xmlwriter.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <locale>
+#include <memory>
+#include <vector>
+
+#include "Bases/Guid.h"
+#include "Bases/Impl/Owned.h"
+#include "Bases/String.h"
+#include "Bases/tchar.h"
+
+namespace Novu {
+
+namespace {
+
+const std::size_t kIconvError = static_cast<std::size_t>(-1);
+
+// For every number: "%lf" of the largest double has 316 characters.
+const std::size_t kNumberRoom = 512;
+
+// Zero bytes behind a converted text, so that libxml2 finds an end also where
+// the encoding's own terminator is wider or not written at all.
+const std::size_t kTerminatorRoom = 8;
+
+const std::size_t kDecodeRoom = 4096;  // Of a loaded reader, in bytes.
+const std::size_t kDecodeGrowth = 10;  // What a text may grow by, in bytes.
+
+// xmlFree is a variable that hosts may set, so it is read at each call.
+void FreeText(xmlChar* text) { ::xmlFree(text); }
+void CloseConverter(iconv_t converter) { ::iconv_close(converter); }
+
+using Text = Owned<xmlChar, FreeText>;
+using Converter = Owned<void, CloseConverter>;
+using Document = Owned<xmlDoc, ::xmlFreeDoc>;
+
+Converter OpenConverter(const char* to, const char* from) {
+    const iconv_t converter = ::iconv_open(to, from);
+    return Converter(converter != reinterpret_cast<iconv_t>(-1) ? converter
+                                                                : nullptr);
+}
+
+// "char" is the character set of the C locale. glibc's iconv does not know the
+// name; that of the character set, as it is at the moment, takes its place.
+
+Converter OpenFromChar(const char* to) {
+    Converter converter = OpenConverter(to, "char");
+    return converter != nullptr ? std::move(converter)
+                                : OpenConverter(to, ::nl_langinfo(CODESET));
+}
+
+Converter OpenToChar(const char* from) {
+    Converter converter = OpenConverter("char", from);
+    return converter != nullptr ? std::move(converter)
+                                : OpenConverter(::nl_langinfo(CODESET), from);
+}
+
+void ResetShiftState(iconv_t converter) {
+    ::iconv(converter, nullptr, nullptr, nullptr, nullptr);
+}
+
+// The answer of a write: libxml2's, but a text that could not be converted is
+// a failure also where libxml2 takes a null pointer for an empty text.
+template <typename... Texts>
+int Written(int result, const Texts&... texts) {
+    return result >= 0 && (... && (texts != nullptr)) ? 1 : 0;
+}
+
+// What atoi and atof answer, also where the number is out of their range and
+// their own behaviour undefined.
+int ParseInt(const std::string& text) {
+    return static_cast<int>(std::strtol(text.c_str(), nullptr, 10));
+}
+
+double ParseDouble(const std::string& text) {
+    return std::strtod(text.c_str(), nullptr);
+}
+
+// The text of a value, as the document shows it.
+
+std::string TextOf(int value) {
+    char text[kNumberRoom];
+    return _itoa(value, text, 10);
+}
+
+// By design [xml-6]
+std::string TextOf(unsigned int value) {
+    return TextOf(static_cast<int>(value));
+}
+
+// By design [xml-6]
+std::string TextOf(unsigned long value) {
+    return TextOf(static_cast<int>(value));
+}
+
+std::string TextOf(long long value) {
+    char text[kNumberRoom];
+    return _i64toa(value, text, 10);
+}
+
+std::string TextOf(unsigned long long value) {
+    char text[kNumberRoom];
+    std::snprintf(text, sizeof text, "%llu", value);
+    return text;
+}
+
+std::string TextOf(double value) {
+    char text[kNumberRoom];
+    std::snprintf(text, sizeof text, "%lf", value);
+    return text;
+}
+
+}  // namespace
+
+// Writer
+
+struct [[gnu::visibility("hidden")]] XmlWriter::PrivateData {
+    xmlBuffer* buffer;      // Receives the document; null when none.
+    xmlTextWriter* writer;  // Writes into the buffer; null between documents.
+    iconv_t converter;      // From the C locale; null when none.
+    xmlBuffer* closed;      // Closed under a writer that still flushes into it.
+
+    Text ConvertEncoding(const std::string& text) const;
+    void FreeWriter();
+};
+
+// The text in the document's encoding, or null. The converter is told of twice
+// the text's length with its terminator, so the text stands in a block of that
+// size which is zero behind it: what is converted ends in many terminators.
+Text XmlWriter::PrivateData::ConvertEncoding(const std::string& text) const {
+    if (converter == nullptr) {
+        return nullptr;
+    }
+    const std::size_t length = text.size() + 1;
+    const std::size_t outRoom = 3 * length;
+    const std::size_t inCount = 2 * length;
+    Text block(static_cast<xmlChar*>(
+        ::xmlMalloc(outRoom + kTerminatorRoom + inCount)));
+    if (block == nullptr) {
+        return nullptr;
+    }
+
+    char* out = reinterpret_cast<char*>(block.get());
+    char* in = out + outRoom + kTerminatorRoom;
+    std::memcpy(in, text.data(), text.size());
+    std::memset(in + text.size(), 0, inCount - text.size());
+
+    std::size_t outLeft = outRoom;
+    std::size_t inLeft = inCount;
+    ResetShiftState(converter);
+    if (::iconv(converter, &in, &inLeft, &out, &outLeft) == kIconvError) {
+        return nullptr;
+    }
+    std::memset(out, 0, kTerminatorRoom);
+    return block;
+}
+
+void XmlWriter::PrivateData::FreeWriter() {
+    if (writer != nullptr) {
+        ::xmlFreeTextWriter(writer);
+        writer = nullptr;
+    }
+    if (closed != nullptr) {
+        ::xmlBufferFree(closed);
+        closed = nullptr;
+    }
+}
+
+XmlWriter::XmlWriter() : data(new PrivateData()) {}
+
+XmlWriter::~XmlWriter() {
+    XmlWriter::Close();
+    data->FreeWriter();
+    delete data;
+}
+
+int XmlWriter::BeginDocument(const std::string& encoding) {
+    if (data->writer != nullptr || data->converter != nullptr) {
+        return 0;
+    }
+    if (data->buffer != nullptr) {
+        ::xmlBufferFree(data->buffer);
+    }
+    data->buffer = ::xmlBufferCreate();
+    if (data->buffer == nullptr) {
+        return 0;
+    }
+    data->writer = ::xmlNewTextWriterMemory(data->buffer, 0);
+    if (data->writer != nullptr &&
+        ::xmlTextWriterStartDocument(data->writer, nullptr, encoding.c_str(),
+                                     nullptr) >= 0) {
+        data->converter = OpenFromChar(encoding.c_str()).release();
+    }
+    if (data->converter == nullptr) {
+        Close();
+        return 0;
+    }
+    return 1;
+}
+
+int XmlWriter::EndDocument() {
+    int result = 0;
+    if (data->writer != nullptr) {
+        result = Written(::xmlTextWriterEndDocument(data->writer));
+        data->FreeWriter();
+    }
+    if (data->converter != nullptr) {
+        ::iconv_close(data->converter);
+        data->converter = nullptr;
+    }
+    return result;
+}
+
+void XmlWriter::Close() {
+    if (data->buffer != nullptr) {
+        // A live writer flushes into the buffer once more when it is freed.
+        if (data->writer != nullptr) {
+            data->closed = data->buffer;
+        } else {
+            ::xmlBufferFree(data->buffer);
+        }
+        data->buffer = nullptr;
+    }
+    if (data->converter != nullptr) {
+        ::iconv_close(data->converter);
+        data->converter = nullptr;
+    }
+}
+
+int XmlWriter::BeginElement(const std::string& name) {
+    if (data->writer == nullptr) {
+        return 0;
+    }
+    const Text xmlName = data->ConvertEncoding(name);
+    return Written(::xmlTextWriterStartElement(data->writer, xmlName.get()),
+                   xmlName);
+}
+
+int XmlWriter::EndElement() {
+    if (data->writer == nullptr) {
+        return 0;
+    }
+    return Written(::xmlTextWriterEndElement(data->writer));
+}
+
+int XmlWriter::WriteElement(const std::string& name, const std::string& text) {
+    if (data->writer == nullptr) {
+        return 0;
+    }
+    const Text xmlName = data->ConvertEncoding(name);
+    const Text xmlText = data->ConvertEncoding(text);
+    return Written(
+        ::xmlTextWriterWriteElement(data->writer, xmlName.get(), xmlText.get()),
+        xmlName, xmlText);
+}
+
+int XmlWriter::WriteAttribute(const std::string& name,
+                              const std::string& value) {
+    if (data->writer == nullptr) {
+        return 0;
+    }
+    const Text xmlName = data->ConvertEncoding(name);
+    const Text xmlValue = data->ConvertEncoding(value);
+    return Written(::xmlTextWriterWriteAttribute(data->writer, xmlName.get(),
+                                                 xmlValue.get()),
+                   xmlName, xmlValue);
+}
+
+int XmlWriter::WriteEntity(const std::string& text) {
+    if (data->writer == nullptr) {
+        return 0;
+    }
+    const Text xmlText = data->ConvertEncoding(text);
+    return Written(::xmlTextWriterWriteString(data->writer, xmlText.get()),
+                   xmlText);
+}
+
+int XmlWriter::WriteElementEntity(const std::string& name,
+                                  const std::string& text) {
+    if (BeginElement(name) == 0) {
+        return 0;
+    }
+    const int result = WriteEntity(text);
+    EndElement();
+    return result;
+}
+
+int XmlWriter::WriteComment(const std::string& text) {
+    if (data->writer == nullptr) {
+        return 0;
+    }
+    const Text xmlText = data->ConvertEncoding(text);
+    return Written(::xmlTextWriterWriteComment(data->writer, xmlText.get()),
+                   xmlText);
+}
+
+// Writer: values as text
+
+int XmlWriter::WriteAttribute(const std::string& name, int value) {
+    return WriteAttribute(name, TextOf(value));
+}
+
+int XmlWriter::WriteAttribute(const std::string& name, unsigned int value) {
+    return WriteAttribute(name, TextOf(value));
+}
+
+int XmlWriter::WriteAttribute(const std::string& name, unsigned long value) {
+    return WriteAttribute(name, TextOf(value));
+}
+
+int XmlWriter::WriteAttribute(const std::string& name, long long value) {
+    return WriteAttribute(name, TextOf(value));
+}
+
+int XmlWriter::WriteAttribute(const std::string& name,
+                              unsigned long long value) {
+    return WriteAttribute(name, TextOf(value));
+}
+
+int XmlWriter::WriteAttribute(const std::string& name, double value) {
+    return WriteAttribute(name, TextOf(value));
+}
+
+int XmlWriter::WriteAttribute(const std::string& name, const Guid& value,
+                              int format) {
+    return WriteAttribute(name, value.ToString(format));
+}
+
+int XmlWriter::WriteEntity(int value) { return WriteEntity(TextOf(value)); }
+
+int XmlWriter::WriteEntity(unsigned int value) {
+    return WriteEntity(TextOf(value));
+}
+
+int XmlWriter::WriteEntity(unsigned long value) {
+    return WriteEntity(TextOf(value));
+}
+
+int XmlWriter::WriteEntity(long long value) {
+    return WriteEntity(TextOf(value));
+}
+
+int XmlWriter::WriteEntity(unsigned long long value) {
+    return WriteEntity(TextOf(value));
+}
+
+int XmlWriter::WriteEntity(double value) { return WriteEntity(TextOf(value)); }
+
+int XmlWriter::WriteEntity(const Guid& value, int format) {
+    return WriteEntity(value.ToString(format));
+}
+
+int XmlWriter::WriteElementEntity(const std::string& name, int value) {
+    return WriteElementEntity(name, TextOf(value));
+}
+
+int XmlWriter::WriteElementEntity(const std::string& name, unsigned int value) {
+    return WriteElementEntity(name, TextOf(value));
+}
+
+int XmlWriter::WriteElementEntity(const std::string& name,
+                                  unsigned long value) {
+    return WriteElementEntity(name, TextOf(value));
+}
+
+int XmlWriter::WriteElementEntity(const std::string& name, long long value) {
+    return WriteElementEntity(name, TextOf(value));
+}
+
+int XmlWriter::WriteElementEntity(const std::string& name,
+                                  unsigned long long value) {
+    return WriteElementEntity(name, TextOf(value));
+}
+
+int XmlWriter::WriteElementEntity(const std::string& name, double value) {
+    return WriteElementEntity(name, TextOf(value));
+}
+
+int XmlWriter::WriteElementEntity(const std::string& name, const Guid& value,
+                                  int format) {
+    return WriteElementEntity(name, value.ToString(format));
+}
+
+// Writer: the document
+
+unsigned char* XmlWriter::GetXmlBuffer(unsigned long& size) {
+    size = 0;
+    if (data->buffer == nullptr) {
+        return nullptr;
+    }
+    // libxml2 counts in unsigned int, but answers the count as an int.
+    size = static_cast<unsigned int>(::xmlBufferLength(data->buffer));
+    return const_cast<xmlChar*>(::xmlBufferContent(data->buffer));
+}
+
+int XmlWriter::Save(const std::string& path) {
+    unsigned long size = 0;
+    const unsigned char* const bytes = GetXmlBuffer(size);
+    if (bytes == nullptr) {
+        return 0;
+    }
+    std::FILE* const file = std::fopen(path.c_str(), "wb");
+    if (file == nullptr) {
+        return 0;
+    }
+    [[maybe_unused]] const std::size_t written =
+        std::fwrite(bytes, 1, size, file);
+    std::fclose(file);
+    return 1;
+}
+
+// Reader
+
+struct [[gnu::visibility("hidden")]] XmlReader::PrivateData {
+    xmlDoc* document;        // Null when nothing is loaded.
+    iconv_t converter;       // To the C locale; null when none.
+    std::vector<char> room;  // For converted texts; empty when none is loaded.
+
+    int Adopt(Document parsed);
+    int ConvertDecoding(const unsigned char* text, std::string& out);
+};
+
+namespace {
+
+xmlNode* NodeOf(XmlReader::Element* element) {
+    return reinterpret_cast<xmlNode*>(element);
+}
+
+xmlAttr* NodeOf(XmlReader::Attribute* attribute) {
+    return reinterpret_cast<xmlAttr*>(attribute);
+}
+
+XmlReader::Element* HandleOf(xmlNode* node) {
+    return reinterpret_cast<XmlReader::Element*>(node);
+}
+
+XmlReader::Attribute* HandleOf(xmlAttr* node) {
+    return reinterpret_cast<XmlReader::Attribute*>(node);
+}
+
+// The first element at or behind `node` among its siblings.
+xmlNode* ElementFrom(xmlNode* node) {
+    while (node != nullptr && node->type != XML_ELEMENT_NODE) {
+        node = node->next;
+    }
+    return node;
+}
+
+// Reads an attribute's text and stores what `parse` makes of it, narrowed.
+template <typename Value, typename Parse>
+int ReadNumber(XmlReader& reader, XmlReader::Attribute* attribute,
+               std::string& name, Value& value, Parse parse) {
+    std::string text;
+    if (reader.GetAttribute(attribute, name, text) == 0) {
+        return 0;
+    }
+    value = static_cast<Value>(parse(text));
+    return 1;
+}
+
+}  // namespace
+
+// Takes over a document that parsed and declares an encoding that can be
+// converted. The reader is empty before, and after a 0.
+int XmlReader::PrivateData::Adopt(Document parsed) {
+    if (parsed == nullptr || parsed->encoding == nullptr) {
+        return 0;
+    }
+    Converter opened =
+        OpenToChar(reinterpret_cast<const char*>(parsed->encoding));
+    if (opened == nullptr) {
+        return 0;
+    }
+    room.resize(kDecodeRoom);
+    converter = opened.release();
+    document = parsed.release();
+    return 1;
+}
+
+int XmlReader::PrivateData::ConvertDecoding(const unsigned char* text,
+                                            std::string& out) {
+    if (converter == nullptr) {
+        return 0;
+    }
+    // A node without content, such as an attribute's missing value, is empty.
+    unsigned char nothing = 0;
+    const unsigned char* const start = text != nullptr ? text : &nothing;
+    const auto length = static_cast<std::size_t>(::xmlStrlen(start));
+    const std::size_t outRoom = length + kDecodeGrowth;
+    if (room.size() < outRoom) {
+        room.resize(outRoom);
+    }
+
+    char* in = const_cast<char*>(reinterpret_cast<const char*>(start));
+    char* converted = room.data();
+    std::size_t inLeft = length + 1;
+    std::size_t outLeft = outRoom;
+    ResetShiftState(converter);
+    if (::iconv(converter, &in, &inLeft, &converted, &outLeft) == kIconvError) {
+        return 0;
+    }
+    // The terminator may not have found room.
+    out.assign(room.data(), ::strnlen(room.data(), room.size()));
+    return 1;
+}
+
+XmlReader::XmlReader() : data(new PrivateData()) {}
+
+XmlReader::~XmlReader() {
+    Close();
+    delete data;
+}
+
+XmlReader::Element* XmlReader::GetRootElement() {
+    return HandleOf(::xmlDocGetRootElement(data->document));
+}
+
+int XmlReader::Load(unsigned char* buffer, unsigned long size) {
+    if (buffer == nullptr || size == 0 || data->document != nullptr) {
+        return 0;
+    }
+    return data->Adopt(Document(::xmlReadMemory(
+        reinterpret_cast<const char*>(buffer), static_cast<int>(size),
+        "noname.xml", /*encoding=*/nullptr, /*options=*/0)));
+}
+
+int XmlReader::Load(const std::string& path) {
+    if (data->document != nullptr) {
+        return 0;
+    }
+    const std::string file = tcs_to_mbs(path, std::locale());
+    return data->Adopt(Document(
+        ::xmlReadFile(file.c_str(), /*encoding=*/nullptr, /*options=*/0)));
+}
+
+void XmlReader::Close() {
+    if (data->document != nullptr) {
+        ::xmlFreeDoc(data->document);
+        data->document = nullptr;
+    }
+    if (data->converter != nullptr) {
+        ::iconv_close(data->converter);
+        data->converter = nullptr;
+    }
+    data->room.clear();
+}
+
+// Reader: navigation
+
+XmlReader::Element* XmlReader::ChildElement(Element* element,
+                                            std::string* name) {
+    if (element == nullptr) {
+        return nullptr;
+    }
+    xmlNode* const found = ElementFrom(NodeOf(element)->children);
+    if (found != nullptr && name != nullptr) {
+        data->ConvertDecoding(found->name, *name);
+    }
+    return HandleOf(found);
+}
+
+XmlReader::Element* XmlReader::NextElement(Element* element,
+                                           std::string* name) {
+    if (element == nullptr) {
+        return nullptr;
+    }
+    xmlNode* const found = ElementFrom(NodeOf(element)->next);
+    if (found != nullptr && name != nullptr) {
+        data->ConvertDecoding(found->name, *name);
+    }
+    return HandleOf(found);
+}
+
+XmlReader::Attribute* XmlReader::GetFirstAttribute(Element* element) {
+    return element != nullptr ? HandleOf(NodeOf(element)->properties) : nullptr;
+}
+
+XmlReader::Attribute* XmlReader::NextAttribute(Attribute* attribute) {
+    return attribute != nullptr ? HandleOf(NodeOf(attribute)->next) : nullptr;
+}
+
+// Reader: names, texts and values
+
+int XmlReader::GetElement(Element* element, std::string& name) {
+    if (element == nullptr) {
+        return 0;
+    }
+    return data->ConvertDecoding(NodeOf(element)->name, name);
+}
+
+int XmlReader::GetEntity(Element* element, std::string& text) {
+    if (element == nullptr) {
+        return 0;
+    }
+    const xmlNode* const first = NodeOf(element)->children;
+    if (first == nullptr || first->type != XML_TEXT_NODE) {
+        return 0;
+    }
+    return data->ConvertDecoding(first->content, text);
+}
+
+int XmlReader::GetAttribute(Attribute* attribute, std::string& name,
+                            std::string& value) {
+    if (attribute == nullptr ||
+        data->ConvertDecoding(NodeOf(attribute)->name, name) == 0) {
+        return 0;
+    }
+    const xmlNode* const first = NodeOf(attribute)->children;
+    return data->ConvertDecoding(first != nullptr ? first->content : nullptr,
+                                 value);
+}
+
+int XmlReader::GetAttribute(Attribute* attribute, std::string& name,
+                            unsigned int& value) {
+    return ReadNumber(*this, attribute, name, value, ParseInt);
+}
+
+int XmlReader::GetAttribute(Attribute* attribute, std::string& name,
+                            unsigned char& value) {
+    return ReadNumber(*this, attribute, name, value, ParseInt);
+}
+
+int XmlReader::GetAttribute(Attribute* attribute, std::string& name,
+                            unsigned long& value) {
+    return ReadNumber(*this, attribute, name, value, ParseInt);
+}
+
+int XmlReader::GetAttribute(Attribute* attribute, std::string& name,
+                            double& value) {
+    return ReadNumber(*this, attribute, name, value, ParseDouble);
+}
+
+int XmlReader::GetAttribute(Attribute* attribute, std::string& name,
+                            Guid& value) {
+    std::string text;
+    if (GetAttribute(attribute, name, text) == 0) {
+        return 0;
+    }
+    value.FromString(text);
+    return 1;
+}
+
+}  // namespace Novu

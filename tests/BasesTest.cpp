@@ -1,0 +1,7 @@
+// The contract of Bases/Bases.h.
+
+#include "Bases/Bases.h"
+
+#include <gtest/gtest.h>
+
+TEST(BasesTest, Placeholder) { SUCCEED(); }

@@ -1,0 +1,7 @@
+// The contract of Bases/tchar.h.
+
+#include "Bases/tchar.h"
+
+#include <gtest/gtest.h>
+
+TEST(tcharTest, Placeholder) { SUCCEED(); }
