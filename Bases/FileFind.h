@@ -9,15 +9,16 @@
 //
 // By design [filefind-1]: directory and name are joined with nothing between
 // them, so the directory must end in "/". FindFirst("/tmp", "") looks for
-// "/tmpname" and fails; FindFirst("/tmp/", "") works.
+// "/tmpname" and fails, or answers for that file; FindFirst("/tmp/", "") works.
 //
 // By design [filefind-2]: FindFirst passes over "." and ".." until it has an
 // entry; FindNext does not. Skip them by name.
 //
 // By design [filefind-3]: an entry whose status cannot be read (a dangling
 // link, say) makes FindNext answer false as the end does, though it can be
-// called again; GetFileName has moved on to that entry, and at the end it has
-// not. FindFirst fails on a directory whose first entry is such.
+// called again. GetFileName has then moved on to that entry, which it has not
+// at the end; type, size and times are still those of the entry before.
+// FindFirst fails on a directory whose first entry is such.
 //
 // By design [filefind-4]: symbolic links are followed. Type, size and times
 // are those of the target; a link to a directory is a directory.
@@ -29,7 +30,7 @@
 
 #include "Bases/Export.h"
 
-struct stat;
+struct stat;  // Of <sys/stat.h>.
 
 namespace Novu {
 
@@ -63,7 +64,8 @@ public:
     void FindClose();  ///< Closes the stream; harmless when idle.
 
     /// The entry's name, without the directory; null when idle. It belongs to
-    /// the stream and lasts until the next call that moves or closes it.
+    /// the stream and lasts until the next `FindNext` that does not find the
+    /// end, or `FindClose`.
     const char* GetFileName();
 
     /// 2 for a regular file, 3 for a directory, 1 for anything else (a device,

@@ -9,8 +9,7 @@
 //
 // Shape    "mbs" and "utf8" are std::string, "wcs" is std::wstring of 32-bit
 //          characters, "tcs" is std::string.
-// Errors   std::runtime_error with the messages given below; never a partial
-//          result.
+// Errors   std::runtime_error with the messages given below, and no result.
 // Threads  Any; but the C locale must not change while a "utf8" function runs.
 //
 // A locale argument selects that locale's
@@ -19,7 +18,8 @@
 //
 // By design [string-1]: every result ends at the first zero character. An
 // embedded zero, or input that the facet leaves unconverted without an error,
-// shortens the result silently.
+// shortens the result silently. What is an error is the facet's answer: that of
+// libstdc++ reports an invalid byte, that of libc++ stops there.
 //
 // By design [string-2]: the "utf8" functions ask the C library (mbstowcs,
 // wcstombs), and so speak UTF-8 only where the process's C locale does. What

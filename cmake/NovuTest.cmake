@@ -9,18 +9,14 @@ include(GoogleTest)
 
 set(NOVU_TEST_DEADLINE 60) # seconds
 
-# What the sanitizers are told. The suppression file names what is abandoned by
-# design.
-set(NOVU_TEST_ENVIRONMENT
-    "ASAN_OPTIONS=detect_stack_use_after_return=1:use_sigaltstack=0"
-    "LSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/support/leaks.supp:print_suppressions=0"
-    "UBSAN_OPTIONS=print_stacktrace=1"
-)
-
 function(novu_test service)
     cmake_parse_arguments(arg "" "" "LIBRARIES" ${ARGN})
     set(program ${service}Test)
-    add_executable(${program} ${service}Test.cpp)
+    add_executable(
+        ${program}
+        ${service}Test.cpp
+        ${PROJECT_SOURCE_DIR}/tests/support/SanitizerDefaults.cpp
+    )
     target_link_libraries(
         ${program}
         PRIVATE NovuTestSupport GTest::gtest_main ${arg_LIBRARIES}
@@ -29,8 +25,6 @@ function(novu_test service)
     gtest_discover_tests(
         ${program}
         DISCOVERY_TIMEOUT 60
-        PROPERTIES
-            TIMEOUT ${NOVU_TEST_DEADLINE}
-            ENVIRONMENT "${NOVU_TEST_ENVIRONMENT}"
+        PROPERTIES TIMEOUT ${NOVU_TEST_DEADLINE}
     )
 endfunction()

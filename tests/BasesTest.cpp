@@ -28,6 +28,7 @@ struct Event {
 // Null while nobody looks.
 std::vector<Event>* events = nullptr;
 time_t lastTime = 0;
+bool conversionFails = false;  // gmtime_r answers null.
 
 void Note(const char* call) {
     if (events != nullptr) {
@@ -44,7 +45,7 @@ tm* gmtime_r(const time_t* time, tm* out) noexcept {
         NovuTest::NextSymbol<tm*(const time_t*, tm*)>("gmtime_r");
     Note("gmtime_r");
     lastTime = *time;
-    return next(time, out);
+    return conversionFails ? nullptr : next(time, out);
 }
 
 void xmlInitParser() {
@@ -108,6 +109,14 @@ TEST_F(BasesTest, InitPreparesTimeThenLocaleThenXml) {
         (std::vector<Event>{{"gmtime_r", "C"}, {"xmlInitParser", "C.utf8"}}),
         seen);
     EXPECT_EQ(1234567890123, lastTime);
+}
+
+TEST_F(BasesTest, WhatTheTimeConversionAnswersIsIgnored) {
+    conversionFails = true;
+    EXPECT_EQ(1, Novu::BasesInit());
+    conversionFails = false;
+    EXPECT_EQ((std::vector<Event>{{"gmtime_r", "C"}, {"xmlInitParser", "C"}}),
+              seen);
 }
 
 // [bases-1]

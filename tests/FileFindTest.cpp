@@ -13,6 +13,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
 #include <climits>
 #include <cstring>
@@ -29,6 +30,7 @@
 #include "tests/support/Allocation.h"
 #include "tests/support/NextSymbol.h"
 #include "tests/support/TempDir.h"
+#include "tests/support/VirtualSlots.h"
 
 namespace {
 
@@ -129,8 +131,9 @@ static_assert(std::has_virtual_destructor_v<FileFind>);
 // A scripted directory for the length of a scope.
 class Script {
 public:
-    explicit Script(std::vector<ScriptedEntry> entries) {
-        directory.path = "scripted/";
+    explicit Script(std::vector<ScriptedEntry> entries,
+                    const char* path = "scripted/") {
+        directory.path = path;
         directory.entries = std::move(entries);
         scripted = &directory;
     }
@@ -140,6 +143,7 @@ public:
 
     const Directory* operator->() const { return &directory; }
     const std::string& Path() const { return directory.path; }
+    const void* Stream() const { return &directory; }
 
 private:
     Directory directory;
@@ -197,6 +201,37 @@ TEST(FileFindTest, ANewOneIsIdle) {
     ExpectIdle(find);
     find.FindClose();
     ExpectIdle(find);
+}
+
+// The table pointer, then the stream, null when idle, then the record, made by
+// the first search and kept.
+TEST(FileFindTest, TheFieldsStandInTheirOrder) {
+    const Script script({File("a")});
+    const auto fields = [](const FileFind& find) {
+        std::array<const void*, 3> words{};
+        std::memcpy(words.data(), &find, sizeof words);
+        return words;
+    };
+    FileFind find;
+    EXPECT_EQ(nullptr, fields(find)[1]);
+    EXPECT_EQ(nullptr, fields(find)[2]);
+    EXPECT_TRUE(find.FindFirst(script.Path(), ""));
+    EXPECT_EQ(script.Stream(), fields(find)[1]);
+    const void* const record = fields(find)[2];
+    EXPECT_NE(nullptr, record);
+    find.FindClose();
+    EXPECT_EQ(nullptr, fields(find)[1]);
+    EXPECT_EQ(record, fields(find)[2]);
+    EXPECT_TRUE(find.FindFirst(script.Path(), ""));
+    EXPECT_EQ(record, fields(find)[2]);
+
+    FileFind dropped(script.Path(), "");
+    EXPECT_EQ(script.Stream(), fields(dropped)[1]);
+    EXPECT_EQ(nullptr, fields(dropped)[2]);
+}
+
+TEST(FileFindTest, TheDestructorIsTheOnlyVirtualOperation) {
+    EXPECT_EQ(0, NovuTest::VirtualOperations<FileFind>());
 }
 
 TEST(FileFindTest, TheDestructorClosesTheStream) {
@@ -323,7 +358,9 @@ TEST(FileFindTest, AMissingDirectoryIsNothing) {
 TEST(FileFindTest, FindFirstFailsAtAFirstEntryWithoutStatus) {
     const Script script({File("."), WithoutStatus("dangling"), File("b")});
     FileFind find;
+    errno = 0;
     EXPECT_FALSE(find.FindFirst(script.Path(), ""));
+    EXPECT_EQ(ENOENT, errno) << "as the system set it";
     ExpectIdle(find);
     EXPECT_EQ(1, script->closed);
     EXPECT_EQ((Names{"scripted/dangling"}), script->stated);
@@ -334,11 +371,17 @@ TEST(FileFindTest, FindNextAnswersFalseAtAnEntryWithoutStatusAndGoesOn) {
     const Script script({File("a"), WithoutStatus("dangling"), File("c")});
     FileFind find;
     EXPECT_TRUE(find.FindFirst(script.Path(), ""));
+    errno = 0;
     EXPECT_FALSE(find.FindNext());
+    EXPECT_EQ(ENOENT, errno) << "as the system set it";
     EXPECT_STREQ("dangling", find.GetFileName());
+    EXPECT_EQ(2, find.GetFileType()) << "that of the entry before";
     EXPECT_EQ(0, script->closed);
     EXPECT_TRUE(find.FindNext());
     EXPECT_STREQ("c", find.GetFileName());
+    errno = 0;
+    EXPECT_FALSE(find.FindNext());
+    EXPECT_EQ(0, errno) << "as the system left it";
 }
 
 TEST(FileFindTest, TheEndLeavesTheStreamOpenAndTheNameInPlace) {
@@ -414,6 +457,15 @@ TEST(FileFindTest, DirectoryAndNameAreJoinedWithNothingBetween) {
     EXPECT_TRUE(find.FindFirst(folder, ""));
     EXPECT_STREQ("name", find.GetFileName());
     EXPECT_EQ(3U, find.GetFileSize());
+}
+
+// [filefind-1]
+TEST(FileFindTest, FindNextJoinsThemTheSameWay) {
+    const Script script({File("a"), File("b")}, "scripted");
+    FileFind find;
+    EXPECT_TRUE(find.FindFirst(script.Path(), ""));
+    EXPECT_TRUE(find.FindNext());
+    EXPECT_EQ((Names{"scripteda", "scriptedb"}), script->stated);
 }
 
 // The directory's text is kept, not the caller's string.
@@ -628,6 +680,7 @@ TEST(FileFindTest, GetFileInfoReadsOneStatus) {
     errno = 0;
     EXPECT_FALSE(GetFileInfo(temp.Path(), "missing", info));
     EXPECT_EQ(ENOENT, errno);
+    EXPECT_EQ(100, info.st_size) << "as the call before left it";
     EXPECT_FALSE(GetFileInfo("", "", info));
     EXPECT_FALSE(GetFileInfo(temp.Path(), nullptr, info));
 }

@@ -238,6 +238,7 @@ TEST(StringTest, AnEmbeddedZeroShortensTheResult) {
     EXPECT_EQ("ab", utf8_to_mbs(narrow, Utf8()));
 }
 
+// With libstdc++'s facets, which report an error here; libc++'s stop.
 TEST(StringTest, AFacetsErrorIsThrown) {
     for (const char* const bad : {"\xff", "a\xff", "a\x80z", "\xc3("}) {
         EXPECT_EQ(kCannotWiden, Thrown([&] { mbs_to_wcs(bad, Utf8()); }));
@@ -255,7 +256,10 @@ TEST(StringTest, AFacetsErrorIsThrown) {
     EXPECT_EQ(kCannotWiden, Thrown([&] { mbs_to_wcs(kAccented, classic); }));
     EXPECT_EQ(kCannotNarrow,
               Thrown([&] { wcs_to_mbs(kWideAccented, classic); }));
+    // By the locale that is given, not by the global one.
     const GlobalLocale utf8("C.utf8");
+    EXPECT_EQ(kCannotWiden, Thrown([&] { mbs_to_utf8(kAccented, classic); }));
+    EXPECT_EQ(kCannotWiden, Thrown([&] { tcs_to_utf8(kAccented, classic); }));
     EXPECT_EQ(kCannotNarrow, Thrown([&] { utf8_to_mbs(kAccented, classic); }));
     EXPECT_EQ(kCannotNarrow, Thrown([&] { utf8_to_tcs(kAccented, classic); }));
 }
@@ -487,6 +491,16 @@ TEST(StringTest, WritingUtf8AbandonsOneByteAtEachCall) {
             EXPECT_EQ(calls, ledger.Blocks());
             EXPECT_EQ(calls, ledger.Bytes());
         }
+    }
+    {
+        const ScriptedCounts disagreeing({3, 2});
+        const wstring text = L"abc";
+        const NovuTest::AllocationLedger ledger;
+        try {
+            wcs_to_utf8(text);
+        } catch (const std::runtime_error&) {
+        }
+        EXPECT_LE(1U, ledger.Bytes()) << "the second count came after it";
     }
     const NovuTest::AllocationLedger ledger;
     try {

@@ -12,6 +12,7 @@
 #include <cwchar>
 #include <random>
 #include <string>
+#include <type_traits>
 
 namespace {
 
@@ -32,13 +33,13 @@ std::string Narrowed(const char* text) { return text; }
 // nothing beyond the terminator.
 template <typename Char, typename Value>
 std::string Text(Char* (*convert)(Value, Char*, int), Value value, int radix) {
-    const Char junk = 'J';
+    constexpr Char junk = 'J';
     Char buffer[kRoom];
     std::fill_n(buffer, kRoom, junk);
     EXPECT_EQ(buffer, convert(value, buffer, radix));
     const std::string text = Narrowed(buffer);
     EXPECT_TRUE(std::all_of(buffer + text.size() + 1, buffer + kRoom,
-                            [junk](Char c) { return c == junk; }))
+                            [](Char c) { return c == junk; }))
         << "beyond the end of " << text;
     return text;
 }
@@ -49,19 +50,21 @@ std::string Digits(unsigned long long value, int radix) {
     return {text, std::to_chars(text, text + kRoom, value, radix).ptr};
 }
 
-// In C, to see that the plain names are not mangled and the types are right.
-extern "C" {
-using Itoa = char*(int, char*, int);
-using Ltoa = char*(long, char*, int);
-using Ultoa = char*(unsigned long, char*, int);
-using I64toa = char*(long long, char*, int);
-using Ui64toa = char*(unsigned long long, char*, int);
-}
-static_assert(std::is_same_v<decltype(_itoa), Itoa>);
-static_assert(std::is_same_v<decltype(_ltoa), Ltoa>);
-static_assert(std::is_same_v<decltype(_ultoa), Ultoa>);
-static_assert(std::is_same_v<decltype(_i64toa), I64toa>);
-static_assert(std::is_same_v<decltype(_ui64toa), Ui64toa>);
+static_assert(std::is_same_v<decltype(_itoa), char*(int, char*, int)>);
+static_assert(std::is_same_v<decltype(_ltoa), char*(long, char*, int)>);
+static_assert(
+    std::is_same_v<decltype(_ultoa), char*(unsigned long, char*, int)>);
+static_assert(std::is_same_v<decltype(_i64toa), char*(long long, char*, int)>);
+static_assert(
+    std::is_same_v<decltype(_ui64toa), char*(unsigned long long, char*, int)>);
+static_assert(std::is_same_v<decltype(_itow), wchar_t*(int, wchar_t*, int)>);
+static_assert(std::is_same_v<decltype(_ltow), wchar_t*(long, wchar_t*, int)>);
+static_assert(
+    std::is_same_v<decltype(_ultow), wchar_t*(unsigned long, wchar_t*, int)>);
+static_assert(
+    std::is_same_v<decltype(_i64tow), wchar_t*(long long, wchar_t*, int)>);
+static_assert(std::is_same_v<decltype(_ui64tow),
+                             wchar_t*(unsigned long long, wchar_t*, int)>);
 static_assert(sizeof(long) == 8 && sizeof(wchar_t) == 4);
 
 const struct SignedCase {
@@ -221,6 +224,23 @@ TEST(tcharTest, EveryNumberOfDigitsInRadix10) {
             EXPECT_EQ(std::to_string(negative), Text(_i64toa, negative, 10));
         }
     }
+}
+
+// Declared once more under the plain symbols, which links only if those exist.
+extern "C" {
+char* PlainItoa(int, char*, int) __asm__("_itoa");
+char* PlainLtoa(long, char*, int) __asm__("_ltoa");
+char* PlainUltoa(unsigned long, char*, int) __asm__("_ultoa");
+char* PlainI64toa(long long, char*, int) __asm__("_i64toa");
+char* PlainUi64toa(unsigned long long, char*, int) __asm__("_ui64toa");
+}
+
+TEST(tcharTest, TheNarrowNamesAreNotMangled) {
+    EXPECT_EQ("-12", Text(PlainItoa, -12, 10));
+    EXPECT_EQ("-12", Text(PlainLtoa, -12L, 10));
+    EXPECT_EQ("12", Text(PlainUltoa, 12UL, 10));
+    EXPECT_EQ("-12", Text(PlainI64toa, -12LL, 10));
+    EXPECT_EQ("12", Text(PlainUi64toa, 12ULL, 10));
 }
 
 TEST(tcharTest, TheBufferNeedNotBeAligned) {

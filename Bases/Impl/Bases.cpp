@@ -11,9 +11,10 @@ namespace Novu {
 
 int BasesInit() {
     // For its side effect alone: the runtime sets up its UTC conversion here,
-    // and not at the first conversion on some other thread. Any time will do.
-    const std::time_t anyTime = 1234567890123;
-    std::tm discarded{};
+    // and not at the first conversion on some other thread. The value means
+    // nothing.
+    const time_t anyTime = 1234567890123;
+    tm discarded{};
     ::gmtime_r(&anyTime, &discarded);
 
     std::locale::global(std::locale(""));

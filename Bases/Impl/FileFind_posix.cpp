@@ -20,7 +20,8 @@ bool IsSelfOrParent(const char* name) {
     return std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0;
 }
 
-// The record to answer from: there must be an open stream, too.
+// The record to answer from; null unless a stream is open, too. A template,
+// since Entry is private.
 template <typename Entry>
 const Entry* Active(const void* stream, const Entry* record) {
     return stream != nullptr ? record : nullptr;

@@ -2,6 +2,8 @@
 
 #include "Bases/Guid.h"
 
+#include <string.h>
+
 #include <algorithm>
 #include <boost/random/mersenne_twister.hpp>
 #include <boost/uuid/detail/random_provider.hpp>
@@ -9,9 +11,11 @@
 #include <boost/uuid/string_generator.hpp>
 #include <boost/uuid/uuid.hpp>
 #include <boost/uuid/uuid_io.hpp>
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <iterator>
+#include <utility>
 
 namespace Novu {
 
@@ -28,20 +32,13 @@ struct BulkSeed {
     }
 };
 
-// An unsigned number from the bytes of `guid` at `offset`, as the host has it.
+// 1 or -1 where the bytes differ when read as a number of the host, else 0.
 template <typename Number>
-Number NumberAt(const Guid& guid, std::size_t offset) {
-    Number number = 0;
-    std::memcpy(&number, reinterpret_cast<const char*>(&guid) + offset,
-                sizeof number);
-    return number;
-}
-
-// 1 or -1 where the numbers at `offset` differ, else 0.
-template <typename Number>
-int CompareAt(const Guid& left, const Guid& right, std::size_t offset) {
-    const auto leftNumber = NumberAt<Number>(left, offset);
-    const auto rightNumber = NumberAt<Number>(right, offset);
+int CompareAs(const unsigned char* left, const unsigned char* right) {
+    Number leftNumber = 0;
+    Number rightNumber = 0;
+    std::memcpy(&leftNumber, left, sizeof leftNumber);
+    std::memcpy(&rightNumber, right, sizeof rightNumber);
     if (leftNumber == rightNumber) {
         return 0;
     }
@@ -75,7 +72,7 @@ bool Guid::Generate() {
     boost::mt19937 engine(seed);
     const boost::uuids::uuid drawn =
         boost::uuids::basic_random_generator<boost::mt19937>(engine)();
-    if (drawn.is_nil()) {
+    if (drawn.is_nil()) {  // Not while identifiers carry a version.
         return false;
     }
     std::copy(drawn.begin(), drawn.end(), bytes);
@@ -93,13 +90,15 @@ bool Guid::Test(const Guid& other) const {
 }
 
 int Guid::Compare(const Guid& other) const {
-    if (const int order = CompareAt<std::uint32_t>(*this, other, 0)) {
+    if (const int order = CompareAs<std::uint32_t>(bytes, other.bytes)) {
         return order;
     }
-    if (const int order = CompareAt<std::uint16_t>(*this, other, 4)) {
+    if (const int order =
+            CompareAs<std::uint16_t>(bytes + 4, other.bytes + 4)) {
         return order;
     }
-    if (const int order = CompareAt<std::uint16_t>(*this, other, 6)) {
+    if (const int order =
+            CompareAs<std::uint16_t>(bytes + 6, other.bytes + 6)) {
         return order;
     }
     return std::memcmp(bytes + 8, other.bytes + 8, 8);

@@ -88,10 +88,12 @@ std::string wcs_to_utf8(const std::wstring& text) {
     const std::size_t count = std::wcstombs(nullptr, text.c_str(), 0);
     CheckMeasured(count, "Invalid wide string sequence.");
 
-    // The one byte that each call abandons. Volatile, or compilers would drop
-    // the allocation, and with it the chance that it fails.
-    [[maybe_unused]] char* volatile abandoned = new char[1]();
-    CheckCounted(std::wcstombs(nullptr, text.c_str(), count), count);
+    // Each call abandons one byte, and so has no room to convert into: the
+    // second count measures again. Volatile, or compilers would drop the
+    // allocation, and with it the chance that it fails.
+    char* volatile room = new char[1]();
+    room = nullptr;
+    CheckCounted(std::wcstombs(room, text.c_str(), count), count);
 
     // What constructing the result from a null pointer ends in; not every
     // standard library checks for that.

@@ -2,6 +2,11 @@
 
 #include "tests/support/Allocation.h"
 
+#include <sanitizer/asan_interface.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 
 namespace {
@@ -9,25 +14,55 @@ namespace {
 thread_local unsigned long untilFailure = 0;  // 0: none fails.
 thread_local NovuTest::AllocationLedger* ledger = nullptr;
 
-void* Allocate(std::size_t size) {
+enum class Kind : std::size_t { kObject = 0x0b1ec7, kArray = 0xa44a1 };
+
+// In front of each block: how it was made, since operators of our own keep the
+// address sanitizer from seeing an array that is released as an object.
+struct alignas(alignof(std::max_align_t)) Head {
+    Kind kind;
+};
+
+void* Allocate(std::size_t size, Kind kind) {
     if (untilFailure != 0 && --untilFailure == 0) {
         throw std::bad_alloc();
     }
-    void* const block = std::malloc(size != 0 ? size : 1);
-    if (block == nullptr) {
+    void* const whole = size <= SIZE_MAX - sizeof(Head)
+                            ? std::malloc(sizeof(Head) + size)
+                            : nullptr;
+    if (whole == nullptr) {
         throw std::bad_alloc();
     }
+    Head* const head = new (whole) Head{kind};
+    void* const block = head + 1;
+    ASAN_POISON_MEMORY_REGION(head, sizeof(Head));
     if (ledger != nullptr) {
         ledger->Made(block, size);
     }
     return block;
 }
 
-void Release(void* block) {
+void* AllocateOrNull(std::size_t size, Kind kind) noexcept {
+    try {
+        return Allocate(size, kind);
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
+}
+
+void Release(void* block, Kind kind) {
+    if (block == nullptr) {
+        return;
+    }
+    Head* const head = static_cast<Head*>(block) - 1;
+    ASAN_UNPOISON_MEMORY_REGION(head, sizeof(Head));
+    if (head->kind != kind) {
+        std::fputs("delete and delete[] are mixed up\n", stderr);
+        std::abort();
+    }
     if (ledger != nullptr) {
         ledger->Released(block);
     }
-    std::free(block);
+    std::free(head);
 }
 
 }  // namespace
@@ -78,9 +113,30 @@ void AllocationLedger::Released(void* block) {
 
 }  // namespace NovuTest
 
-void* operator new(std::size_t size) { return Allocate(size); }
-void* operator new[](std::size_t size) { return Allocate(size); }
-void operator delete(void* block) noexcept { Release(block); }
-void operator delete[](void* block) noexcept { Release(block); }
-void operator delete(void* block, std::size_t) noexcept { Release(block); }
-void operator delete[](void* block, std::size_t) noexcept { Release(block); }
+// Every form but those for over-aligned types, which nothing here uses.
+
+using std::nothrow_t;
+using std::size_t;
+
+void* operator new(size_t size) { return Allocate(size, Kind::kObject); }
+void* operator new[](size_t size) { return Allocate(size, Kind::kArray); }
+void* operator new(size_t size, const nothrow_t&) noexcept {
+    return AllocateOrNull(size, Kind::kObject);
+}
+void* operator new[](size_t size, const nothrow_t&) noexcept {
+    return AllocateOrNull(size, Kind::kArray);
+}
+void operator delete(void* block) noexcept { Release(block, Kind::kObject); }
+void operator delete[](void* block) noexcept { Release(block, Kind::kArray); }
+void operator delete(void* block, size_t) noexcept {
+    Release(block, Kind::kObject);
+}
+void operator delete[](void* block, size_t) noexcept {
+    Release(block, Kind::kArray);
+}
+void operator delete(void* block, const nothrow_t&) noexcept {
+    Release(block, Kind::kObject);
+}
+void operator delete[](void* block, const nothrow_t&) noexcept {
+    Release(block, Kind::kArray);
+}

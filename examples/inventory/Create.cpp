@@ -1,0 +1,81 @@
+// inventory create: a folder's inventory as a document.
+
+#include <array>
+#include <iterator>
+
+#include "DocumentWriter.h"
+#include "Names.h"
+#include "Output.h"
+#include "Progress.h"
+#include "Verbs.h"
+#include "Walk.h"
+
+namespace Inventory {
+
+namespace {
+
+struct Summary {
+    std::array<unsigned long long, std::size(kTypes)> ofType{};
+    unsigned long long entries = 0;
+    unsigned long long bytes = 0;
+    unsigned long long closedFolders = 0;
+    unsigned long long escaped = 0;
+
+    void Count(const Entry& entry, bool wasEscaped) {
+        ++entries;
+        ++ofType[static_cast<std::size_t>(entry.type)];
+        bytes = AddSizes(bytes, entry.type == Type::File ? entry.size : 0);
+        closedFolders += entry.contentsUnreadable ? 1 : 0;
+        escaped += wasEscaped ? 1 : 0;
+    }
+
+    std::string Text(unsigned long documentSize, double seconds) const {
+        std::vector<std::vector<std::string>> rows = {
+            {std::to_string(entries), "entries"}};
+        for (const Type type : kTypes) {
+            rows.push_back(
+                {std::to_string(ofType[static_cast<std::size_t>(type)]),
+                 std::string("of type ") + NameOf(type)});
+        }
+        rows.push_back({std::to_string(closedFolders),
+                        "folders with unreadable contents"});
+        rows.push_back({std::to_string(escaped), "entries escaped"});
+        rows.push_back({std::to_string(bytes), "bytes in files"});
+        rows.push_back({std::to_string(documentSize), "bytes of document"});
+        rows.push_back({WithDecimals(seconds, 2), "seconds"});
+        return Table(rows);
+    }
+};
+
+}  // namespace
+
+ExitStatus Create(const Options& options) {
+    RequireReplaceable(options.document);
+    DocumentWriter document(options.encoding);
+    Walk walk(options.folder);
+    Summary summary;
+    double seconds = 0;
+    {
+        Progress progress;
+        Entry entry;
+        while (walk.Next(entry)) {
+            const bool escaped = document.Add(entry);
+            if (!entry.problem.empty()) {
+                progress.Complain("unreadable: " + Printable(entry.path) +
+                                  ": " + entry.problem);
+            }
+            if (escaped) {
+                progress.Complain("escaped: " + Printable(entry.path));
+            }
+            summary.Count(entry, escaped);
+            progress.Count(entry);
+        }
+        seconds = progress.Seconds();
+    }
+    // After the walk, which so meets the document before this one, if any.
+    const unsigned long size = document.Save(options.document);
+    Print(summary.Text(size, seconds));
+    return kDone;
+}
+
+}  // namespace Inventory

@@ -1,0 +1,20 @@
+// DocumentReader: the entries of an inventory document.
+
+#ifndef INVENTORY_DOCUMENTREADER_H_
+#define INVENTORY_DOCUMENTREADER_H_
+
+#include <string>
+#include <vector>
+
+#include "Entry.h"
+
+namespace Inventory {
+
+/// Reads what DocumentWriter made. The entries are in the order of `IsBefore`,
+/// and no path occurs twice. Throws Failure, with the file's name and what is
+/// wrong, for anything that DocumentWriter does not write.
+std::vector<Entry> ReadDocument(const std::string& path);
+
+}  // namespace Inventory
+
+#endif  // INVENTORY_DOCUMENTREADER_H_

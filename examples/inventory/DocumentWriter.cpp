@@ -1,0 +1,205 @@
+// The document's making, from DocumentWriter.h.
+
+#include "DocumentWriter.h"
+
+#include <Bases/Guid.h>
+#include <langinfo.h>
+#include <stdlib.h>
+#include <strings.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <climits>
+#include <cstdio>
+#include <cstring>
+
+#include "Failure.h"
+#include "Names.h"
+
+namespace Inventory {
+
+namespace {
+
+// The library answers 0 for what it could not write.
+void Require(int written) {
+    if (written == 0) {
+        throw Failure("the document cannot be written in memory");
+    }
+}
+
+// Whether a document in `encoding` gives ASCII text back as it was written.
+// Many encodings that the library knows do not, such as UTF-16.
+bool CarriesAscii(const std::string& encoding) {
+    std::string ascii;
+    for (char c = 0x20; c < 0x7F; ++c) {
+        ascii += c;
+    }
+
+    Novu::XmlWriter writer;
+    if (writer.BeginDocument(encoding) == 0 ||
+        writer.BeginElement("probe") == 0 ||
+        writer.WriteAttribute("text", ascii) == 0 || writer.EndElement() == 0 ||
+        writer.EndDocument() == 0) {
+        return false;
+    }
+    unsigned long size = 0;
+    unsigned char* const bytes = writer.GetXmlBuffer(size);
+
+    Novu::XmlReader reader;
+    std::string name;
+    std::string value;
+    return reader.Load(bytes, size) == 1 &&
+           reader.GetAttribute(
+               reader.GetFirstAttribute(reader.GetRootElement()), name,
+               value) == 1 &&
+           name == "text" && value == ascii;
+}
+
+// A file that is gone at the end, unless it was renamed.
+class TemporaryFile {
+public:
+    // Made in the folder of `path`, so that a rename can put it there.
+    explicit TemporaryFile(const std::string& path)
+        : name(path.substr(0, path.rfind('/') + 1) + ".inventory-XXXXXX"),
+          descriptor(::mkstemp(name.data())) {
+        if (descriptor == -1) {
+            throw Failure(Printable(path) + ": no file can be made there: " +
+                          std::strerror(errno));
+        }
+    }
+    TemporaryFile(const TemporaryFile&) = delete;
+    TemporaryFile& operator=(const TemporaryFile&) = delete;
+    ~TemporaryFile() {
+        ::close(descriptor);
+        if (!name.empty()) {
+            ::unlink(name.c_str());
+        }
+    }
+
+    const std::string& Name() const { return name; }
+    int Descriptor() const { return descriptor; }
+
+    bool RenameTo(const std::string& path) {
+        if (std::rename(name.c_str(), path.c_str()) != 0) {
+            return false;
+        }
+        name.clear();
+        return true;
+    }
+
+private:
+    std::string name;  // Empty once renamed.
+    int descriptor;
+};
+
+// The permissions of a new file: mkstemp gives the owner's alone.
+mode_t NewFileMode() {
+    const mode_t mask = ::umask(0);
+    ::umask(mask);
+    return 0666 & ~mask;
+}
+
+}  // namespace
+
+DocumentWriter::DocumentWriter(const std::string& encoding)
+    : utf8(::strcasecmp(encoding.c_str(), "UTF-8") == 0) {
+    if (!CarriesAscii(encoding) || writer.BeginDocument(encoding) == 0) {
+        throw Failure("encoding '" + Printable(encoding) +
+                      "': unknown, or not fit for the document; try UTF-8");
+    }
+    Require(writer.BeginElement("inventory"));
+    Require(writer.WriteAttribute("version", 1));
+    Require(
+        writer.WriteAttribute("charset", std::string(::nl_langinfo(CODESET))));
+    WriteIdentifier();
+    Require(writer.WriteEntity("\n"));
+}
+
+bool DocumentWriter::Add(const Entry& entry) {
+    Require(writer.BeginElement("entry"));
+    WriteIdentifier();
+    bool escaped = WriteName("path", entry.path);
+    Require(writer.WriteAttribute("type", std::string(NameOf(entry.type))));
+    if (entry.type != Type::Unreadable) {
+        // unsigned long long and long long: the narrower overloads write 32
+        // bits.
+        Require(writer.WriteAttribute("size", entry.size));
+        Require(writer.WriteAttribute("modified", entry.modified));
+        Require(writer.WriteAttribute("changed", entry.changed));
+        Require(writer.WriteAttribute("created", entry.created));
+    }
+    if (entry.type == Type::Link) {
+        escaped = WriteName("target", entry.target) || escaped;
+    }
+    if (entry.contentsUnreadable) {
+        Require(writer.WriteAttribute("contents", std::string("unreadable")));
+    }
+    Require(writer.EndElement());
+    Require(writer.WriteEntity("\n"));
+    return escaped;
+}
+
+unsigned long DocumentWriter::Save(const std::string& path) {
+    Require(writer.EndElement());
+    Require(writer.EndDocument());
+    unsigned long size = 0;
+    writer.GetXmlBuffer(size);
+    if (size > INT_MAX) {
+        throw Failure("the document has " + std::to_string(size) +
+                      " bytes; 2 GiB or more could not be read again");
+    }
+
+    TemporaryFile file(path);
+    struct stat info;
+    if (writer.Save(file.Name()) == 0 ||
+        ::fstat(file.Descriptor(), &info) != 0) {
+        throw Failure(Printable(path) + ": " + std::strerror(errno));
+    }
+    // Save does not tell of a disk that is full.
+    if (static_cast<unsigned long>(info.st_size) != size) {
+        throw Failure(Printable(path) + ": only " +
+                      std::to_string(info.st_size) + " of " +
+                      std::to_string(size) + " bytes could be written");
+    }
+    if (::fsync(file.Descriptor()) != 0 ||
+        ::fchmod(file.Descriptor(), NewFileMode()) != 0 ||
+        !file.RenameTo(path)) {
+        throw Failure(Printable(path) + ": " + std::strerror(errno));
+    }
+    return size;
+}
+
+void DocumentWriter::WriteIdentifier() {
+    Novu::Guid id;
+    while (!id.Generate()) {  // It could draw the nil value, and never will.
+    }
+    // Format 0 would cut off two digits.
+    Require(writer.WriteAttribute("id", id, /*format=*/1));
+}
+
+// Answers whether the name had to be escaped.
+bool DocumentWriter::WriteName(const std::string& attribute,
+                               const std::string& fileName) {
+    if (IsWrittenPlain(fileName)) {
+        Require(writer.WriteAttribute(attribute, fileName));
+        return false;
+    }
+    Require(writer.WriteAttribute(attribute + "Escaped", Escape(fileName)));
+    return true;
+}
+
+// Only a UTF-8 document takes non-ASCII text: in others, two conversions meet.
+bool DocumentWriter::IsWrittenPlain(const std::string& fileName) const {
+    return utf8 ? IsPlain(fileName) : IsAscii(fileName);
+}
+
+void RequireReplaceable(const std::string& path) {
+    struct stat info;
+    if (::lstat(path.c_str(), &info) == 0 && !S_ISREG(info.st_mode)) {
+        throw Failure(Printable(path) +
+                      ": something other than a file is there");
+    }
+}
+
+}  // namespace Inventory

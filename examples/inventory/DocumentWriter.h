@@ -1,0 +1,57 @@
+// DocumentWriter: makes the inventory document and saves it.
+//
+//   <?xml version="1.0" encoding="UTF-8"?>
+//   <inventory version="1" charset="UTF-8" id="...">
+//   <entry id="..." path="a/b.txt" type="file" size="12" modified="..."
+//          changed="..." created="..."/>
+//   </inventory>
+//
+// charset      The character set that the file names were read in.
+// id           An identifier of the document's or the entry's own.
+// path         Below the folder, where it is plain (see Names.h), ...
+// pathEscaped  ... and escaped where it is not.
+// target       Of a link, its text; or targetEscaped.
+// contents     "unreadable" for a folder whose entries are not known.
+//
+// An entry of the type "unreadable" has neither size nor times.
+
+#ifndef INVENTORY_DOCUMENTWRITER_H_
+#define INVENTORY_DOCUMENTWRITER_H_
+
+#include <Bases/XmlDoc.h>
+
+#include <string>
+
+#include "Entry.h"
+
+namespace Inventory {
+
+/// Every operation throws Failure when it cannot be done.
+class DocumentWriter {
+public:
+    /// Begins the document, in memory.
+    explicit DocumentWriter(const std::string& encoding);
+
+    /// Adds an entry. Answers whether it had to be escaped.
+    bool Add(const Entry& entry);
+
+    /// Ends the document and puts it at `path`, whole or not at all: it is
+    /// written beside and then renamed. Answers its size in bytes.
+    unsigned long Save(const std::string& path);
+
+private:
+    void WriteIdentifier();
+    bool WriteName(const std::string& attribute, const std::string& fileName);
+    bool IsWrittenPlain(const std::string& fileName) const;
+
+    Novu::XmlWriter writer;
+    bool utf8;  // The document's encoding is UTF-8.
+};
+
+/// Throws Failure when something is at `path` that is no file, and which a
+/// document must not replace: a folder, a link, a device.
+void RequireReplaceable(const std::string& path);
+
+}  // namespace Inventory
+
+#endif  // INVENTORY_DOCUMENTWRITER_H_

@@ -1,0 +1,60 @@
+// The entry's helpers, from Entry.h.
+
+#include "Entry.h"
+
+#include <algorithm>
+#include <limits>
+
+namespace Inventory {
+
+const char* NameOf(Type type) {
+    switch (type) {
+        case Type::File:
+            return "file";
+        case Type::Folder:
+            return "folder";
+        case Type::Link:
+            return "link";
+        case Type::Other:
+            return "other";
+        case Type::Unreadable:
+            break;
+    }
+    return "unreadable";
+}
+
+std::optional<Type> TypeNamed(const std::string& name) {
+    for (const Type type : kTypes) {
+        if (name == NameOf(type)) {
+            return type;
+        }
+    }
+    return std::nullopt;
+}
+
+bool IsBefore(const std::string& path, const std::string& other) {
+    const auto [a, b] =
+        std::mismatch(path.begin(), path.end(), other.begin(), other.end());
+    if (a == path.end() || b == other.end()) {
+        return b != other.end();
+    }
+    // A "/" stands before every byte of a name, so that what is in a folder
+    // follows it at once.
+    const auto rank = [](char c) {
+        return c == '/' ? 0 : static_cast<unsigned char>(c);
+    };
+    return rank(*a) < rank(*b);
+}
+
+bool IsBelow(const std::string& path, const std::string& folder) {
+    return path.size() > folder.size() && path[folder.size()] == '/' &&
+           path.compare(0, folder.size(), folder) == 0;
+}
+
+unsigned long long AddSizes(unsigned long long a, unsigned long long b) {
+    const unsigned long long most =
+        std::numeric_limits<unsigned long long>::max();
+    return b > most - a ? most : a + b;
+}
+
+}  // namespace Inventory

@@ -1,0 +1,48 @@
+// Entry: what the inventory knows of one file, folder or link.
+
+#ifndef INVENTORY_ENTRY_H_
+#define INVENTORY_ENTRY_H_
+
+#include <optional>
+#include <string>
+
+namespace Inventory {
+
+enum class Type { File, Folder, Link, Other, Unreadable };
+
+inline constexpr Type kTypes[] = {Type::File, Type::Folder, Type::Link,
+                                  Type::Other, Type::Unreadable};
+
+/// The type's name in documents and in print.
+const char* NameOf(Type type);
+
+std::optional<Type> TypeNamed(const std::string& name);
+
+/// Times are milliseconds since 1970-01-01 00:00:00 UTC. Size and times are
+/// those of the entry itself, never of what a link points to.
+struct Entry {
+    std::string path;                 // Below the folder; bytes as on the disk.
+    Type type = Type::Unreadable;     // Unreadable: there is no status.
+    unsigned long long size = 0;      // In bytes.
+    long long modified = 0;           // Last change of the content.
+    long long changed = 0;            // Last change of the status.
+    long long created = 0;            // Whole seconds.
+    std::string target;               // Of a link; bytes as on the disk.
+    bool contentsUnreadable = false;  // Of a folder.
+    std::string problem;  // Why it, or its contents, cannot be read.
+};
+
+/// The order of a walk: a folder, then what is in it, then the folder's next
+/// sibling; siblings by the bytes of their names.
+bool IsBefore(const std::string& path, const std::string& other);
+
+/// True when `path` lies in the folder `folder`, at any depth.
+bool IsBelow(const std::string& path, const std::string& folder);
+
+/// The sum, or the largest number where the sum is larger (sparse files claim
+/// what no disk holds).
+unsigned long long AddSizes(unsigned long long a, unsigned long long b);
+
+}  // namespace Inventory
+
+#endif  // INVENTORY_ENTRY_H_

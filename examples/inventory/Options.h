@@ -1,0 +1,30 @@
+// Options: the command line.
+
+#ifndef INVENTORY_OPTIONS_H_
+#define INVENTORY_OPTIONS_H_
+
+#include <string>
+#include <vector>
+
+namespace Inventory {
+
+struct Options {
+    enum class Verb { Help, Create, Verify, Show };
+
+    Verb verb = Verb::Help;
+    std::string help;  // For Verb::Help: the text to print.
+    std::string folder;
+    std::string document;
+    std::string encoding = "UTF-8";
+};
+
+/// Reads the arguments after the program's name. Throws Failure for those that
+/// do not make sense.
+Options ParseOptions(const std::vector<std::string>& arguments);
+
+/// How the program is called, for somebody who gave no arguments.
+const char* Usage();
+
+}  // namespace Inventory
+
+#endif  // INVENTORY_OPTIONS_H_

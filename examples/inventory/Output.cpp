@@ -1,0 +1,68 @@
+// Results and their looks, from Output.h.
+
+#include "Output.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+#include "Failure.h"
+
+namespace Inventory {
+
+void Print(const std::string& text) {
+    const std::size_t written =
+        std::fwrite(text.data(), 1, text.size(), stdout);
+    // What is still in the stream's buffer can fail, too.
+    if (written != text.size() || std::fflush(stdout) != 0) {
+        throw Failure(std::string("standard output: ") + std::strerror(errno));
+    }
+}
+
+void Complain(const std::string& text) {
+    std::fputs(("inventory: " + text + "\n").c_str(), stderr);
+}
+
+std::string Table(const std::vector<std::vector<std::string>>& rows) {
+    std::vector<std::size_t> widths;
+    for (const auto& row : rows) {
+        widths.resize(std::max(widths.size(), row.size()));
+        for (std::size_t i = 0; i < row.size(); ++i) {
+            widths[i] = std::max(widths[i], row[i].size());
+        }
+    }
+
+    std::string text;
+    for (const auto& row : rows) {
+        for (std::size_t i = 0; i + 1 < row.size(); ++i) {
+            text.append(widths[i] - row[i].size(), ' ');
+            text += row[i] + "  ";
+        }
+        text += row.back() + "\n";
+    }
+    return text;
+}
+
+std::string HumanSize(unsigned long long bytes) {
+    const char* const units[] = {"B", "KiB", "MiB", "GiB", "TiB", "PiB", "EiB"};
+    if (bytes < 1024) {
+        return std::to_string(bytes) + " B";
+    }
+    auto size = static_cast<double>(bytes);
+    std::size_t unit = 0;
+    // Not 1024: one decimal would round 1023.95 and more up to "1024.0".
+    while (size >= 1023.95) {
+        size /= 1024;
+        ++unit;
+    }
+    return WithDecimals(size, 1) + " " + units[unit];
+}
+
+std::string WithDecimals(double value, int decimals) {
+    char text[512];
+    std::snprintf(text, sizeof text, "%.*f", decimals, value);
+    return text;
+}
+
+}  // namespace Inventory

@@ -1,0 +1,131 @@
+# Checks of the tree and of what is built, run by ctest.
+
+# novu_check(NAME LABEL label COMMAND argument... [PROPERTIES name value...]): a
+# script that exits with 0 when all is well.
+function(novu_check name)
+    cmake_parse_arguments(arg "" "LABEL" "COMMAND;PROPERTIES" ${ARGN})
+    add_test(
+        NAME ${name}
+        COMMAND ${arg_COMMAND}
+        WORKING_DIRECTORY ${PROJECT_SOURCE_DIR}
+    )
+    set_tests_properties(
+        ${name}
+        PROPERTIES LABELS ${arg_LABEL} TIMEOUT 120 ${arg_PROPERTIES}
+    )
+endfunction()
+
+# The tree
+
+foreach(check IN ITEMS layers platforms quotes stems surprises)
+    novu_check(
+        check-${check}
+        LABEL check
+        COMMAND ${PROJECT_SOURCE_DIR}/.ci/check-${check}
+    )
+endforeach()
+
+# The program that the README shows
+
+if(TARGET quickstart)
+    file(MAKE_DIRECTORY ${CMAKE_CURRENT_BINARY_DIR}/quickstart)
+    add_test(
+        NAME quickstart
+        COMMAND quickstart
+        WORKING_DIRECTORY ${CMAKE_CURRENT_BINARY_DIR}/quickstart
+    )
+    set_tests_properties(
+        quickstart
+        PROPERTIES
+            TIMEOUT ${NOVU_TEST_DEADLINE}
+            ENVIRONMENT "${NOVU_TEST_ENVIRONMENT}"
+    )
+endif()
+
+# What hosts get. Instrumented libraries are not for hosts: they have state and
+# initialisers, and need an instrumented program.
+
+if(NOVU_SANITIZE OR NOVU_COVERAGE)
+    return()
+endif()
+
+get_target_property(public_headers NovuBasesShared HEADER_SET)
+foreach(header IN LISTS public_headers)
+    cmake_path(
+        RELATIVE_PATH header
+        BASE_DIRECTORY ${PROJECT_SOURCE_DIR}
+        OUTPUT_VARIABLE include
+    )
+    list(APPEND public_includes ${include})
+endforeach()
+foreach(standard IN ITEMS c++17 c++20 c++2b)
+    novu_check(
+        headers-${standard}
+        LABEL interface
+        COMMAND
+            ${CMAKE_CURRENT_SOURCE_DIR}/interface/headers-compile
+            ${CMAKE_CXX_COMPILER}
+            ${standard}
+            ${PROJECT_SOURCE_DIR}
+            ${public_includes}
+    )
+endforeach()
+
+if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
+    set(interface ${CMAKE_CURRENT_SOURCE_DIR}/interface)
+    novu_check(
+        exports
+        LABEL interface
+        COMMAND ${interface}/exports check $<TARGET_FILE:NovuBasesShared>
+    )
+    novu_check(
+        no-initialisers
+        LABEL interface
+        COMMAND
+            ${interface}/no-initialisers
+            $<TARGET_FILE:NovuBasesShared>
+            $<TARGET_FILE:NovuBasesStatic>
+    )
+    novu_check(
+        no-state
+        LABEL interface
+        COMMAND ${interface}/no-state $<TARGET_FILE:NovuBasesStatic>
+    )
+
+    # The ways in which a stranger uses the library; the first installs it.
+    foreach(
+        way
+        IN
+        ITEMS
+            install
+            contents
+            own-itoa
+            package
+            package-static
+            pkg-config
+            pkg-config-static
+            plain
+            relocated
+            soname
+            subdirectory
+    )
+        if(way STREQUAL "install")
+            set(fixture FIXTURES_SETUP installed)
+        else()
+            set(fixture FIXTURES_REQUIRED installed)
+        endif()
+        novu_check(
+            consumer-${way}
+            LABEL consumer
+            COMMAND
+                ${CMAKE_CURRENT_SOURCE_DIR}/consumer/consume
+                ${way}
+                ${CMAKE_CXX_COMPILER}
+                ${PROJECT_SOURCE_DIR}
+                ${PROJECT_BINARY_DIR}
+                ${PROJECT_BINARY_DIR}/consumer
+                "$<CONFIG>"
+            PROPERTIES ${fixture}
+        )
+    endforeach()
+endif()

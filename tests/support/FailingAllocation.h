@@ -1,1 +1,0 @@
-#include "tests/support/Allocation.h"

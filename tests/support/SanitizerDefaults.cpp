@@ -1,0 +1,24 @@
+// What the sanitizers are told in every test program, however it is started.
+
+// The names are the sanitizers'.
+// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
+
+extern "C" {
+
+const char* __asan_default_options();
+const char* __lsan_default_suppressions();
+const char* __ubsan_default_options();
+
+// A thread that is ended by force never gives its alternate stack back.
+const char* __asan_default_options() {
+    return "detect_stack_use_after_return=1:use_sigaltstack=0";
+}
+
+// The one byte that each call abandons, by design.
+const char* __lsan_default_suppressions() { return "leak:Novu::wcs_to_utf8\n"; }
+
+const char* __ubsan_default_options() { return "print_stacktrace=1"; }
+
+}  // extern "C"
+
+// NOLINTEND(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)

@@ -1,0 +1,28 @@
+// VirtualSlots: how many virtual operations a class has.
+
+#ifndef NOVU_BASES_TESTS_SUPPORT_VIRTUALSLOTS_H_
+#define NOVU_BASES_TESTS_SUPPORT_VIRTUALSLOTS_H_
+
+#include <cstddef>
+#include <cstring>
+
+namespace NovuTest {
+
+/// The virtual operations of `Class` beside its destructor. By the C++ ABI of
+/// Linux and macOS, where a pointer to a virtual function begins with 1 + the
+/// offset of its slot, a new virtual takes the next slot, and a destructor
+/// takes two.
+template <typename Class>
+std::ptrdiff_t VirtualOperations() {
+    struct Next : Class {
+        virtual void Probe() {}
+    };
+    auto probe = &Next::Probe;
+    std::ptrdiff_t slot = 0;
+    std::memcpy(&slot, &probe, sizeof slot);
+    return (slot - 1) / static_cast<std::ptrdiff_t>(sizeof(void*)) - 2;
+}
+
+}  // namespace NovuTest
+
+#endif  // NOVU_BASES_TESTS_SUPPORT_VIRTUALSLOTS_H_
