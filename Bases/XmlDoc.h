@@ -48,7 +48,7 @@ public:
     /// Discards the finished document before it. 0 while one is open, and for
     /// an encoding that libxml2 or iconv does not know.
     /// By design [xml-4]: for UTF-16 and wider encodings the answer is 1, but
-    /// every text is refused for lack of room.
+    /// ASCII text, and so every document, is refused for lack of room.
     /// By design [xml-5]: a 0 for the encoding's sake leaves the writer open
     /// over no buffer; `EndDocument` makes the object usable again.
     virtual int BeginDocument(const std::string& encoding);
@@ -89,8 +89,8 @@ public:
     /// By design [xml-8]: the nil value is written as an empty text.
     int WriteAttribute(const std::string& name, const Guid& value, int format);
 
-    /// Text inside the current element, with `&`, `<` and `>` escaped; values
-    /// as in `WriteAttribute`.
+    /// Text inside the current element, escaped as libxml2 does (`&`, `<`, `>`
+    /// and some more); values as in `WriteAttribute`.
     int WriteEntity(const std::string& text);
     int WriteEntity(int value);
     int WriteEntity(unsigned int value);   ///< By design [xml-6]: signed.

@@ -70,10 +70,10 @@ static_assert(!std::is_polymorphic_v<Guid>);
 
 // There is no <= and no >=.
 template <typename Value>
-concept HasOrEqual = requires(Value a) {
-    a <= a;
+concept HasOrEqual = requires(Value a, Value b) {
+    a <= b;
 }
-|| requires(Value a) { a >= a; };
+|| requires(Value a, Value b) { a >= b; };
 static_assert(!HasOrEqual<Guid>);
 
 const Bytes kNil{};
@@ -100,7 +100,9 @@ Bytes Single(std::size_t index, unsigned char value) {
     return bytes;
 }
 
-int Sign(int number) { return (number > 0) - (number < 0); }
+int Sign(int number) {
+    return static_cast<int>(number > 0) - static_cast<int>(number < 0);
+}
 
 class ScriptedSource {
 public:

@@ -1644,6 +1644,7 @@ TEST_F(InventoryTest, LeavesNothingBehindWhereItCannotWrite) {
     ASSERT_EQ(0, ::chmod((dir / "sealed").c_str(), 0500));
     dir.Write("target", "as it was");
     std::filesystem::create_symlink("target", dir / "link.xml");
+    ASSERT_EQ(0, ::mkfifo((dir / "pipe").c_str(), 0600));
     const struct {
         std::string out;
         std::string message;
@@ -1654,7 +1655,7 @@ TEST_F(InventoryTest, LeavesNothingBehindWhereItCannotWrite) {
         {dir / "sealed", "sealed: something other than a file is there"},
         {dir / "target/out.xml", "target/out.xml: no file can be made there"},
         {dir / "link.xml", "link.xml: something other than a file is there"},
-        {"/dev/full", "/dev/full: something other than a file is there"},
+        {dir / "pipe", "pipe: something other than a file is there"},
         {dir / std::string(300, 'n'), ": File name too long"},
         {dir / "new/", "new/: no file can be made there"},
         {"", ": No such file or directory"},
@@ -1671,8 +1672,8 @@ TEST_F(InventoryTest, LeavesNothingBehindWhereItCannotWrite) {
     EXPECT_EQ("as it was", Content(dir / "sealed/old.xml"));
     EXPECT_EQ((std::set<std::string>{"old.xml"}), PathsIn(dir / "sealed/"));
     EXPECT_TRUE(std::filesystem::is_symlink(dir / "link.xml"));
-    EXPECT_TRUE(std::filesystem::is_character_file("/dev/full"));
-    ExpectBeside({"sealed", "target", "link.xml"});
+    EXPECT_TRUE(std::filesystem::is_fifo(dir / "pipe"));
+    ExpectBeside({"sealed", "target", "link.xml", "pipe"});
     ::chmod((dir / "sealed").c_str(), 0700);  // To be removable.
 }
 

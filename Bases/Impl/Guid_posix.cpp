@@ -26,7 +26,7 @@ constexpr Guid GuidNone;
 // Seeds a whole engine by one read of the random source. Left to itself,
 // Boost's generator asks the source for each of the engine's 624 words.
 struct BulkSeed {
-    void generate(std::uint32_t* first, std::uint32_t* last) {
+    void generate(std::uint32_t* first, const std::uint32_t* last) {
         boost::uuids::detail::random_provider().get_random_bytes(
             first, static_cast<std::size_t>(last - first) * sizeof *first);
     }

@@ -49,8 +49,9 @@ using Document = Owned<xmlDoc, ::xmlFreeDoc>;
 
 Converter OpenConverter(const char* to, const char* from) {
     const iconv_t converter = ::iconv_open(to, from);
-    return Converter(converter != reinterpret_cast<iconv_t>(-1) ? converter
-                                                                : nullptr);
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): iconv's word for a failure.
+    const iconv_t failure = reinterpret_cast<iconv_t>(-1);
+    return Converter(converter != failure ? converter : nullptr);
 }
 
 // "char" is the character set of the C locale. glibc's iconv does not know the
@@ -155,6 +156,7 @@ Text XmlWriter::PrivateData::ConvertEncoding(const std::string& text) const {
 
     char* out = reinterpret_cast<char*>(block.get());
     char* in = out + outRoom + kTerminatorRoom;
+    // NOLINTNEXTLINE(bugprone-not-null-terminated-result): memset ends it.
     std::memcpy(in, text.data(), text.size());
     std::memset(in + text.size(), 0, inCount - text.size());
 

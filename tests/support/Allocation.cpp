@@ -120,23 +120,23 @@ using std::size_t;
 
 void* operator new(size_t size) { return Allocate(size, Kind::kObject); }
 void* operator new[](size_t size) { return Allocate(size, Kind::kArray); }
-void* operator new(size_t size, const nothrow_t&) noexcept {
+void* operator new(size_t size, const nothrow_t& /*tag*/) noexcept {
     return AllocateOrNull(size, Kind::kObject);
 }
-void* operator new[](size_t size, const nothrow_t&) noexcept {
+void* operator new[](size_t size, const nothrow_t& /*tag*/) noexcept {
     return AllocateOrNull(size, Kind::kArray);
 }
 void operator delete(void* block) noexcept { Release(block, Kind::kObject); }
 void operator delete[](void* block) noexcept { Release(block, Kind::kArray); }
-void operator delete(void* block, size_t) noexcept {
+void operator delete(void* block, size_t /*size*/) noexcept {
     Release(block, Kind::kObject);
 }
-void operator delete[](void* block, size_t) noexcept {
+void operator delete[](void* block, size_t /*size*/) noexcept {
     Release(block, Kind::kArray);
 }
-void operator delete(void* block, const nothrow_t&) noexcept {
+void operator delete(void* block, const nothrow_t& /*tag*/) noexcept {
     Release(block, Kind::kObject);
 }
-void operator delete[](void* block, const nothrow_t&) noexcept {
+void operator delete[](void* block, const nothrow_t& /*tag*/) noexcept {
     Release(block, Kind::kArray);
 }
