@@ -21,6 +21,7 @@
 #include <vector>
 
 #include "tests/support/Allocation.h"
+#include "tests/support/GlobalLocale.h"
 #include "tests/support/NextSymbol.h"
 
 namespace {
@@ -72,6 +73,7 @@ size_t wcstombs(char* out, const wchar_t* text, size_t limit) noexcept {
 namespace {
 
 using namespace Novu;
+using NovuTest::GlobalLocale;
 using std::string;
 using std::wstring;
 
@@ -91,19 +93,6 @@ public:
 
 private:
     Script counts;
-};
-
-// The global locale, for C and C++ alike, for the length of a scope.
-class GlobalLocale {
-public:
-    explicit GlobalLocale(const char* name)
-        : earlier(std::locale::global(std::locale(name))) {}
-    GlobalLocale(const GlobalLocale&) = delete;
-    GlobalLocale& operator=(const GlobalLocale&) = delete;
-    ~GlobalLocale() { std::locale::global(earlier); }
-
-private:
-    std::locale earlier;
 };
 
 std::locale Utf8() { return std::locale("C.utf8"); }

@@ -40,6 +40,7 @@
 
 #include "Bases/Guid.h"
 #include "tests/support/Allocation.h"
+#include "tests/support/GlobalLocale.h"
 #include "tests/support/NextSymbol.h"
 #include "tests/support/TempDir.h"
 
@@ -427,6 +428,7 @@ namespace {
 using Novu::Guid;
 using Novu::XmlReader;
 using Novu::XmlWriter;
+using NovuTest::GlobalLocale;
 using NovuTest::TempDir;
 
 // In UTF-8.
@@ -435,19 +437,6 @@ const char* const kHan = "\xed\x95\x9c";  // U+D55C, a letter of EUC-KR.
 const char* const kNoText = "\xff";       // Nothing.
 
 const std::string kDeclaration = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
-
-// The locale `name` for C and C++, for the length of a scope.
-class ScopedLocale {
-public:
-    explicit ScopedLocale(const char* name)
-        : earlier(std::locale::global(std::locale(name))) {}
-    ScopedLocale(const ScopedLocale&) = delete;
-    ScopedLocale& operator=(const ScopedLocale&) = delete;
-    ~ScopedLocale() { std::locale::global(earlier); }
-
-private:
-    std::locale earlier;
-};
 
 // What libxml2 reports, kept from standard error.
 class ScopedReports {
@@ -627,7 +616,7 @@ protected:
     const ScopedReports reports;
 
 private:
-    const ScopedLocale ownLocale{"C.utf8"};
+    const GlobalLocale ownLocale{"C.utf8"};
 };
 
 class XmlWriterTest : public XmlDocFixture {};
@@ -1365,7 +1354,7 @@ TEST_F(XmlWriterTest, AConverterComesFromCharOrElseFromTheLocalesCharacterSet) {
         {"C", "UTF-8", "iconv_open(UTF-8, ANSI_X3.4-1968)"},
     };
     for (const auto& row : cases) {
-        const ScopedLocale locale(row.locale);
+        const GlobalLocale locale(row.locale);
         Probe seen;
         XmlWriter writer;
         EXPECT_EQ(1, writer.BeginDocument(row.encoding));
@@ -1398,13 +1387,13 @@ TEST_F(XmlWriterTest, WhereIconvKnowsCharItIsTheOnlyName) {
 TEST_F(XmlWriterTest, TheCharacterSetIsThatOfTheBegin) {
     XmlWriter writer;
     EXPECT_EQ(1, writer.BeginDocument("UTF-8"));
-    const ScopedLocale later("C");
+    const GlobalLocale later("C");
     EXPECT_EQ(1, writer.WriteElement("a", kE));
     EXPECT_EQ(1, writer.EndDocument());
     EXPECT_EQ(kDeclaration + "<a>" + kE + "</a>\n", DocumentOf(writer));
 
     EXPECT_EQ(1, writer.BeginDocument("UTF-8"));
-    const ScopedLocale latest("C.utf8");
+    const GlobalLocale latest("C.utf8");
     EXPECT_EQ(0, writer.WriteElement("a", kE));
 }
 
@@ -1575,7 +1564,7 @@ TEST_F(XmlWriterTest, NonAsciiTextMeetsTwoConversionsInAnotherEncoding) {
 
 // [xml-2]
 TEST_F(XmlWriterTest, UnderTheCLocaleNonAsciiTextIsRefused) {
-    const ScopedLocale locale("C");
+    const GlobalLocale locale("C");
     EXPECT_EQ("<a>t</a>", Written([](XmlWriter& writer) {
                   EXPECT_EQ(0, writer.BeginElement(kE));
                   EXPECT_EQ(1, writer.BeginElement("a"));
@@ -2282,7 +2271,10 @@ std::string Tree(XmlReader& reader, Element* element) {
     std::string below;
     for (Element* each = reader.ChildElement(element, nullptr); each != nullptr;
          each = reader.NextElement(each, nullptr)) {
-        below += (below.empty() ? "" : " ") + Tree(reader, each);
+        if (!below.empty()) {
+            below += ' ';
+        }
+        below += Tree(reader, each);
     }
     return below.empty() ? tree : tree + "(" + below + ")";
 }
@@ -2439,7 +2431,7 @@ TEST_F(XmlReaderTest, LoadHandsThePathOnAsItIs) {
     const std::string path =
         temp.Write(std::string(kHan) + ".xml", Declared("<a/>"));
     for (const char* const name : {"C.utf8", "C"}) {
-        const ScopedLocale locale(name);
+        const GlobalLocale locale(name);
         Probe seen;
         XmlReader reader;
         EXPECT_EQ(1, reader.Load(path)) << name;
@@ -2702,7 +2694,7 @@ TEST_F(XmlReaderTest, AConverterLeadsToCharOrElseToTheLocalesCharacterSet) {
         {"C", "UTF-8", "iconv_open(ANSI_X3.4-1968, UTF-8)"},
     };
     for (const auto& row : cases) {
-        const ScopedLocale locale(row.locale);
+        const GlobalLocale locale(row.locale);
         Probe seen;
         XmlReader reader;
         EXPECT_EQ(1, Load(reader, DeclaredAs(row.encoding, "<a/>")));
@@ -2729,13 +2721,13 @@ TEST_F(XmlReaderTest, WhereIconvKnowsCharItIsTheOnlyName) {
 TEST_F(XmlReaderTest, TheCharacterSetIsThatOfTheLoad) {
     const std::string body = std::string("<a>") + kE + "</a>";
     LoadedReader reader(body);
-    const ScopedLocale later("C");
+    const GlobalLocale later("C");
     std::string text = "junk";
     EXPECT_EQ(1, reader.GetEntity(reader.Root(), text));
     EXPECT_EQ(kE, text);
 
     LoadedReader second(body);
-    const ScopedLocale latest("C.utf8");
+    const GlobalLocale latest("C.utf8");
     text = "junk";
     EXPECT_EQ(0, second.GetEntity(second.Root(), text));
     EXPECT_EQ("junk", text);
@@ -2896,7 +2888,7 @@ TEST_F(XmlReaderTest, AnEmptyReaderConvertsNothing) {
 
 // [xml-2]
 TEST_F(XmlReaderTest, UnderTheCLocaleNonAsciiTextIsRefused) {
-    const ScopedLocale locale("C");
+    const GlobalLocale locale("C");
     const std::string e = kE;
     LoadedReader reader("<a k=\"" + e + "\" " + e + "=\"v\">" + e + "<" + e +
                         "/><b/></a>");
