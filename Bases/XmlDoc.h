@@ -166,6 +166,8 @@ public:
     int Load(unsigned char* buffer, unsigned long size);
 
     /// Parses the file `path`, under the same rules.
+    /// By design [xml-18]: libxml2 opens it, and takes a URL or a compressed
+    /// file as well, and "-" for standard input.
     int Load(const std::string& path);
 
     /// The first element inside `element`; null when there is none.
@@ -193,6 +195,9 @@ public:
 
     /// Name and value. On 0 the value is unchanged; the name is set if it was
     /// the value that could not be converted.
+    /// By design [xml-17]: only the value's first node is looked at: the text
+    /// before the first reference to an entity of the document's own, or that
+    /// entity's text where the value begins with it.
     int GetAttribute(Attribute* attribute, std::string& name,
                      std::string& value);
 

@@ -3126,6 +3126,15 @@ TEST_F(XmlReaderTest, GetEntityLeavesTheTextWhereThereIsNone) {
     }
 }
 
+// [xml-18]
+TEST_F(XmlReaderTest, APathIsWhatLibxml2TakesForOne) {
+    const TempDir temp;
+    const std::string path = temp.Write("a.xml", Declared("<a/>"));
+    XmlReader reader;
+    EXPECT_EQ(1, reader.Load("file://" + path));
+    EXPECT_NE(nullptr, reader.GetRootElement());
+}
+
 TEST_F(XmlReaderTest, AnElementWithoutAttributesHasNone) {
     LoadedReader reader("<a><b k='v'/></a>");
     EXPECT_EQ(nullptr, reader.First());
@@ -3139,6 +3148,30 @@ TEST_F(XmlReaderTest, AttributesEndWithTheLast) {
     EXPECT_NE(nullptr, second);
     EXPECT_NE(first, second);
     EXPECT_EQ(nullptr, reader.NextAttribute(second));
+}
+
+// [xml-17]
+TEST_F(XmlReaderTest, AValueEndsAtAnEntityOfTheDocumentsOwn) {
+    const struct {
+        int line;
+        const char* written;
+        const char* read;
+    } cases[] = {
+        {__LINE__, "x&e;y", "x"},
+        {__LINE__, "&e;y", "entity"},
+        {__LINE__, "x&amp;&lt;&#233;y", "x&<\xc3\xa9y"},
+    };
+    const GlobalLocale utf8("C.utf8");
+    for (const auto& row : cases) {
+        SCOPED_TRACE(testing::Message() << "row at line " << row.line);
+        LoadedReader reader(
+            std::string("<!DOCTYPE a [<!ENTITY e \"entity\">]><a k=\"") +
+            row.written + "\"/>");
+        std::string name;
+        std::string value;
+        EXPECT_EQ(1, reader.GetAttribute(reader.First(), name, value));
+        EXPECT_EQ(row.read, value);
+    }
 }
 
 TEST_F(XmlReaderTest, AnAttributeWithoutAValueReadsAsEmpty) {

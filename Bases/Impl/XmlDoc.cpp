@@ -200,6 +200,8 @@ int XmlWriter::BeginDocument(const std::string& encoding) {
     if (data->buffer == nullptr) {
         return 0;
     }
+    // Grown by exact steps, a large document would be moved at every step.
+    ::xmlBufferSetAllocationScheme(data->buffer, XML_BUFFER_ALLOC_DOUBLEIT);
     data->writer = ::xmlNewTextWriterMemory(data->buffer, 0);
     if (data->writer != nullptr &&
         ::xmlTextWriterStartDocument(data->writer, nullptr, encoding.c_str(),
