@@ -12,6 +12,8 @@
 // other characters, or make EndDocument answer 0. Use UTF-8 documents for
 // non-ASCII text; every encoding that extends ASCII is good for ASCII text.
 //
+// A document in UTF-16 or wider loads, but few of its texts can be read.
+//
 // By design [xml-2]: under the "C" locale non-ASCII text is refused.
 
 #ifndef NOVU_BASES_XMLDOC_H_
@@ -31,11 +33,14 @@ class Guid;
 ///
 /// Every write answers 0 when no document is open, when a name or text cannot
 /// be converted, and when libxml2 refuses. Nesting, names and what may stand
-/// where are libxml2's business: it accepts duplicate attributes and a second
-/// root.
+/// where are libxml2's business.
+/// By design [xml-19]: it accepts duplicate attributes, a second root, "--" in
+/// comments and characters that XML does not have (control characters, U+FFFF),
+/// and such a document cannot be loaded.
 ///
 /// By design [xml-3]: a write whose text cannot be converted may leave
-/// ` name="` or `<!--` open in the document. Check texts before writing them.
+/// ` name="` or `<!--` open in the document. Where texts come from outside, try
+/// them with `WriteElement` in a writer of no other use first.
 class NOVU_API XmlWriter {
 public:
     XmlWriter();
@@ -76,7 +81,8 @@ public:
     int WriteAttribute(const std::string& name, const std::string& value);
     int WriteAttribute(const std::string& name, int value);
     /// By design [xml-6]: written as a signed int; values from 2,147,483,648
-    /// up come out negative. Widen them to `unsigned long long`.
+    /// up come out negative. Cast them to `unsigned long long`, and a
+    /// `std::size_t` too; a `long` needs a cast to `long long`.
     int WriteAttribute(const std::string& name, unsigned int value);
     /// By design [xml-6]: the low 32 bits, written as a signed int.
     int WriteAttribute(const std::string& name, unsigned long value);
@@ -161,13 +167,16 @@ public:
     /// document is loaded.
     /// By design [xml-11]: a document that declares no encoding is refused, and
     /// so is one in an encoding that iconv does not know.
-    /// By design [xml-12]: `size` reaches libxml2 as a 32-bit int; a document
-    /// of 2 GiB or more cannot be loaded.
+    /// By design [xml-12]: the low 32 bits of `size` count, as a signed int; a
+    /// document of 2 GiB or more is refused, or read in part.
+    /// By design [xml-20]: beyond libxml2's limits the answer is 0: elements
+    /// some 256 deep, names of 50,000 bytes, attributes of 10 MB, and from a
+    /// file texts of 10 MB.
     int Load(unsigned char* buffer, unsigned long size);
 
     /// Parses the file `path`, under the same rules.
-    /// By design [xml-18]: libxml2 opens it, and takes a URL or a compressed
-    /// file as well, and "-" for standard input.
+    /// By design [xml-18]: libxml2 opens it in its own way, and takes a URL, a
+    /// compressed file or "-" for standard input as well.
     int Load(const std::string& path);
 
     /// The first element inside `element`; null when there is none.

@@ -1730,7 +1730,7 @@ TEST_F(InventoryTest, LeavesTheOldDocumentWhenTheNewOneDoesNotFit) {
     ExpectBeside({"out.xml"});
 }
 
-TEST_F(InventoryTest, ReplacesTheDocumentWithAFileOfUsualPermissions) {
+TEST_F(InventoryTest, ANewDocumentHasUsualPermissions) {
     Write("a", "");
     const mode_t mask = ::umask(027);
     Create();
@@ -1739,6 +1739,18 @@ TEST_F(InventoryTest, ReplacesTheDocumentWithAFileOfUsualPermissions) {
     ASSERT_EQ(0, ::stat(out.c_str(), &info));
     EXPECT_EQ(0640U, info.st_mode & 07777);
     ExpectBeside({"out.xml"});
+}
+
+TEST_F(InventoryTest, AReplacedDocumentKeepsItsPermissions) {
+    Write("a", "");
+    Create();
+    for (const mode_t mode : {mode_t{0600}, mode_t{0664}}) {
+        ASSERT_EQ(0, ::chmod(out.c_str(), mode));
+        Create();
+        struct stat info;
+        ASSERT_EQ(0, ::stat(out.c_str(), &info));
+        EXPECT_EQ(mode, info.st_mode & 07777);
+    }
 }
 
 TEST_F(InventoryTest, ADocumentInItsFolderListsTheOneBeforeIt) {

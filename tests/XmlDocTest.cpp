@@ -40,6 +40,7 @@
 
 #include "Bases/Guid.h"
 #include "tests/support/Allocation.h"
+#include "tests/support/CommaLocale.h"
 #include "tests/support/GlobalLocale.h"
 #include "tests/support/NextSymbol.h"
 #include "tests/support/TempDir.h"
@@ -130,7 +131,7 @@ public:
 
     // The script.
     std::set<std::string> failing;           // Functions that answer failure.
-    std::map<std::string, int> answers;      // Of the text writer's functions.
+    std::map<std::string, int> answers;      // Of libxml2's functions.
     std::map<std::string, std::string> aka;  // What iconv knows a name as.
     const char* codeset = nullptr;           // Of the C locale.
     xmlDoc* document = nullptr;              // What the parser makes.
@@ -287,6 +288,17 @@ xmlBuffer* xmlBufferCreate() {
     probe->calls.emplace_back("xmlBufferCreate()");
     return probe->Fails("xmlBufferCreate") ? nullptr
                                            : probe->Made(next(), "buffer");
+}
+
+int xmlBufferLength(const xmlBuffer* buffer) {
+    static auto* const next = NOVU_NEXT(xmlBufferLength);
+    if (IsNoted(NOVU_CALLER)) {
+        const auto answer = probe->answers.find("xmlBufferLength");
+        if (answer != probe->answers.end()) {
+            return answer->second;
+        }
+    }
+    return next(buffer);
 }
 
 void xmlBufferFree(xmlBuffer* buffer) {
@@ -1927,16 +1939,52 @@ TEST_F(XmlWriterTest, TheDecimalPointIsThatOfTheCLocale) {
     ExpectValues({Case(__LINE__, "2.500000", 2.5)});
     std::locale::global(earlier);
 
-    // These are not installed everywhere; without any, "C" speaks alone.
-    for (const char* const name :
-         {"C", "de_DE", "de_DE.utf8", "de_DE.UTF-8", "fr_FR.utf8",
-          "fr_FR.UTF-8", "nl_NL.UTF-8", "ru_RU.UTF-8"}) {
-        if (std::setlocale(LC_NUMERIC, name) != nullptr) {
-            const std::string point = std::localeconv()->decimal_point;
-            ExpectValues({Case(__LINE__, "2" + point + "500000", 2.5)});
-        }
+    const NovuTest::CommaLocale comma;
+    ExpectValues({Case(__LINE__, "2,500000", 2.5)});
+}
+
+// [xml-19]
+TEST_F(XmlWriterTest, WhatXmlDoesNotAllowIsWrittenAndCannotBeLoaded) {
+    const struct {
+        int line;
+        std::function<void(XmlWriter&)> write;
+    } cases[] = {
+        {__LINE__,
+         [](XmlWriter& w) { EXPECT_EQ(1, w.WriteElement("a", "\x01")); }},
+        {__LINE__,
+         [](XmlWriter& w) {
+             EXPECT_EQ(1, w.WriteElement("a", "\xef\xbf\xbf"));
+         }},
+        {__LINE__,
+         [](XmlWriter& w) {
+             EXPECT_EQ(1, w.BeginElement("a"));
+             EXPECT_EQ(1, w.WriteAttribute("b", 1));
+             EXPECT_EQ(1, w.WriteAttribute("b", 2));
+             EXPECT_EQ(1, w.EndElement());
+         }},
+        {__LINE__,
+         [](XmlWriter& w) {
+             EXPECT_EQ(1, w.WriteElement("a", ""));
+             EXPECT_EQ(1, w.WriteElement("b", ""));
+         }},
+        {__LINE__,
+         [](XmlWriter& w) {
+             EXPECT_EQ(1, w.BeginElement("a"));
+             EXPECT_EQ(1, w.WriteComment("b--c"));
+             EXPECT_EQ(1, w.EndElement());
+         }},
+    };
+    for (const auto& row : cases) {
+        SCOPED_TRACE(testing::Message() << "row at line " << row.line);
+        XmlWriter writer;
+        EXPECT_EQ(1, writer.BeginDocument("UTF-8"));
+        row.write(writer);
+        EXPECT_EQ(1, writer.EndDocument());
+        unsigned long size = 0;
+        unsigned char* const bytes = writer.GetXmlBuffer(size);
+        XmlReader reader;
+        EXPECT_EQ(0, reader.Load(bytes, size));
     }
-    std::setlocale(LC_NUMERIC, "C.utf8");
 }
 
 TEST_F(XmlWriterTest, GuidsAreWrittenInTheirFormat) {
@@ -1959,6 +2007,22 @@ TEST_F(XmlWriterTest, TheNilGuidIsAnEmptyText) {
 }
 
 // Writer: the bytes
+
+// libxml2 counts in unsigned int and answers an int.
+TEST_F(XmlWriterTest, TheCountOfBytesHas32Bits) {
+    Probe seen;
+    XmlWriter writer;
+    EXPECT_EQ(1, writer.BeginDocument("UTF-8"));
+    EXPECT_EQ(1, writer.EndDocument());
+    for (const auto& [answer, expected] :
+         {std::pair{INT_MAX, 2147483647UL}, std::pair{INT_MIN, 2147483648UL},
+          std::pair{-1, 4294967295UL}}) {
+        seen.answers["xmlBufferLength"] = answer;
+        unsigned long size = 12345;
+        EXPECT_NE(nullptr, writer.GetXmlBuffer(size));
+        EXPECT_EQ(expected, size);
+    }
+}
 
 TEST_F(XmlWriterTest, WithoutABufferThereAreNoBytes) {
     XmlWriter writer;
@@ -2310,6 +2374,86 @@ FailingAt(int n) {
         *inLeft = 0;
         return std::size_t{0};
     };
+}
+
+// A converter that copies, and counts a character that it could only replace.
+std::size_t Replacing(char** in, std::size_t* inLeft, char** out,
+                      std::size_t* outLeft) {
+    std::memcpy(*out, *in, *inLeft);
+    *out += *inLeft;
+    *outLeft -= *inLeft;
+    *inLeft = 0;
+    return 1;
+}
+
+TEST_F(XmlReaderTest, AReplacedCharacterIsNoFailure) {
+    Probe seen;
+    seen.convert = Replacing;
+    EXPECT_EQ("<a>b</a>", Written([](XmlWriter& w) {
+                  EXPECT_EQ(1, w.WriteElement("a", "b"));
+              }));
+    LoadedReader reader("<a>b</a>");
+    std::string text = "junk";
+    EXPECT_EQ(1, reader.GetEntity(reader.Root(), text));
+    EXPECT_EQ("b", text);
+    reader.Close();
+}
+
+// The converter's whole room is looked at for the end of a text.
+TEST_F(XmlReaderTest, WithoutATerminatorTheTextBeforeShowsBehind) {
+    Probe seen;
+    LoadedReader reader("<a><b>" + std::string(100, 'b') + "</b><c>c</c></a>");
+    Element* const first = reader.ChildElement(reader.Root(), nullptr);
+    Element* const second = reader.NextElement(first, nullptr);
+    std::string text;
+    EXPECT_EQ(1, reader.GetEntity(first, text));
+    EXPECT_EQ(std::string(100, 'b'), text);
+    seen.convert = [](char** /*in*/, std::size_t* inLeft, char** out,
+                      std::size_t* outLeft) {
+        std::memset(*out, 'o', *outLeft);
+        *out += *outLeft;
+        *inLeft = *outLeft = 0;
+        return std::size_t{0};
+    };
+    EXPECT_EQ(1, reader.GetEntity(second, text));
+    EXPECT_EQ(std::string(11, 'o') + std::string(89, 'b'), text);
+    reader.Close();
+}
+
+// [xml-20]
+TEST_F(XmlReaderTest, ElementsNestTo256) {
+    for (const auto& [depth, answer] :
+         {std::pair{1UL, 1}, std::pair{256UL, 1}, std::pair{300UL, 0}}) {
+        std::string body;
+        for (std::size_t level = 0; level < depth; ++level) {
+            body += "<a>";
+        }
+        for (std::size_t level = 0; level < depth; ++level) {
+            body += "</a>";
+        }
+        XmlReader reader;
+        EXPECT_EQ(answer, Load(reader, Declared(body))) << depth;
+    }
+}
+
+// [xml-1] The tree is UTF-8, and is read as if it were UTF-16.
+TEST_F(XmlReaderTest, ADocumentInUtf16LoadsAndHardlyReads) {
+    std::string document = "\xff\xfe";
+    for (const char c : std::string("<?xml version='1.0' encoding='UTF-16LE'?>"
+                                    "<a b='cd'>e</a>")) {
+        document += c;
+        document += '\0';
+    }
+    XmlReader reader;
+    ASSERT_EQ(1, Load(reader, document));
+    Element* const root = reader.GetRootElement();
+    ASSERT_NE(nullptr, root);
+    EXPECT_EQ("a", NameOf(reader, root));
+    std::string name = "junk";
+    std::string value = "junk";
+    EXPECT_EQ(0,
+              reader.GetAttribute(reader.GetFirstAttribute(root), name, value));
+    EXPECT_EQ("junk", value);
 }
 
 // Reader: layout
@@ -3230,6 +3374,13 @@ Number Read(const std::string& text) {
     EXPECT_EQ(1, reader.GetAttribute(reader.First(), name, value)) << text;
     EXPECT_EQ("k", name);
     return value;
+}
+
+// [xml-7]
+TEST_F(XmlReaderTest, TheDecimalPointIsThatOfTheCLocale) {
+    const NovuTest::CommaLocale comma;
+    EXPECT_EQ(2.5, Read<double>("2,5"));
+    EXPECT_EQ(2.0, Read<double>("2.5"));
 }
 
 const struct NumberCase {

@@ -4,18 +4,18 @@
 
 #include <iconv.h>
 #include <langinfo.h>
-#include <libxml/encoding.h>
 #include <libxml/parser.h>
 #include <libxml/tree.h>
 #include <libxml/xmlmemory.h>
 #include <libxml/xmlwriter.h>
+#include <string.h>
 
-#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <locale>
 #include <memory>
+#include <utility>
 #include <vector>
 
 #include "Bases/Guid.h"
@@ -32,9 +32,9 @@ const std::size_t kIconvError = static_cast<std::size_t>(-1);
 // For every number: "%lf" of the largest double has 316 characters.
 const std::size_t kNumberRoom = 512;
 
-// Zero bytes behind a converted text, so that libxml2 finds an end also where
-// the encoding's own terminator is wider or not written at all.
-const std::size_t kTerminatorRoom = 8;
+// Zero bytes behind a converted text: libxml2 is to find an end also where the
+// conversion wrote none (UTF-7 may not).
+const std::size_t kTerminatorRoom = 4;
 
 const std::size_t kDecodeRoom = 4096;  // Of a loaded reader, in bytes.
 const std::size_t kDecodeGrowth = 10;  // What a text may grow by, in bytes.
@@ -93,7 +93,7 @@ double ParseDouble(const std::string& text) {
 // The text of a value, as the document shows it.
 
 std::string TextOf(int value) {
-    char text[kNumberRoom];
+    char text[kNumberRoom] = {};
     return _itoa(value, text, 10);
 }
 
@@ -108,18 +108,18 @@ std::string TextOf(unsigned long value) {
 }
 
 std::string TextOf(long long value) {
-    char text[kNumberRoom];
+    char text[kNumberRoom] = {};
     return _i64toa(value, text, 10);
 }
 
 std::string TextOf(unsigned long long value) {
-    char text[kNumberRoom];
+    char text[kNumberRoom] = {};
     std::snprintf(text, sizeof text, "%llu", value);
     return text;
 }
 
 std::string TextOf(double value) {
-    char text[kNumberRoom];
+    char text[kNumberRoom] = {};
     std::snprintf(text, sizeof text, "%lf", value);
     return text;
 }
@@ -411,11 +411,11 @@ unsigned char* XmlWriter::GetXmlBuffer(unsigned long& size) {
 }
 
 int XmlWriter::Save(const std::string& path) {
-    unsigned long size = 0;
-    const unsigned char* const bytes = GetXmlBuffer(size);
-    if (bytes == nullptr) {
+    if (data->buffer == nullptr) {
         return 0;
     }
+    unsigned long size = 0;
+    const unsigned char* const bytes = GetXmlBuffer(size);
     std::FILE* const file = std::fopen(path.c_str(), "wb");
     if (file == nullptr) {
         return 0;

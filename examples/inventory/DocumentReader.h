@@ -12,7 +12,8 @@ namespace Inventory {
 
 /// Reads what DocumentWriter made. The entries are in the order of `IsBefore`,
 /// and no path occurs twice. Throws Failure, with the file's name and what is
-/// wrong, for anything that DocumentWriter does not write.
+/// wrong, for elements, attributes and values that DocumentWriter does not
+/// write; comments, text and namespace prefixes are passed over.
 std::vector<Entry> ReadDocument(const std::string& path);
 
 }  // namespace Inventory

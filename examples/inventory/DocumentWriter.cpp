@@ -93,8 +93,13 @@ private:
     int descriptor;
 };
 
-// The permissions of a new file: mkstemp gives the owner's alone.
-mode_t NewFileMode() {
+// The permissions of the file that is replaced, or else of a new one: mkstemp
+// gives the owner's alone.
+mode_t ModeOf(const std::string& path) {
+    struct stat info;
+    if (::lstat(path.c_str(), &info) == 0) {
+        return info.st_mode & 0777;
+    }
     const mode_t mask = ::umask(0);
     ::umask(mask);
     return 0666 & ~mask;
@@ -163,7 +168,7 @@ unsigned long DocumentWriter::Save(const std::string& path) {
                       std::to_string(size) + " bytes could be written");
     }
     if (::fsync(file.Descriptor()) != 0 ||
-        ::fchmod(file.Descriptor(), NewFileMode()) != 0 ||
+        ::fchmod(file.Descriptor(), ModeOf(path)) != 0 ||
         !file.RenameTo(path)) {
         throw Failure(Printable(path) + ": " + std::strerror(errno));
     }

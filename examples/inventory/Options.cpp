@@ -43,7 +43,8 @@ path, type, size and times. Symbolic links are listed and not followed, but
 FOLDER itself may be one.
 
 OUT.xml appears or changes at the end, in one step, whole or not at all. Only a
-file is replaced: no link, folder or device.
+file is replaced, whose permissions stay: no link, folder or device. Put it
+outside FOLDER: inside, 'inventory verify' would find it added or changed.
 
 A name that is no text in this locale, or that XML cannot hold, is kept in an
 escaped form; it is named on standard error and counted. So is an entry that

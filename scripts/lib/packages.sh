@@ -13,7 +13,7 @@ apt_names() {
     case "$1" in
         build) echo g++ cmake ninja-build pkg-config libxml2-dev libboost-dev ;;
         # The last two are what pkg-config --static libxml-2.0 links against.
-        test) echo libgtest-dev libxml2-utils zlib1g-dev liblzma-dev ;;
+        test) echo libgtest-dev libxml2-utils locales zlib1g-dev liblzma-dev ;;
         bench) echo libbenchmark-dev ;;
         clang) echo clang ;;
         format) echo git clang-format ;;
