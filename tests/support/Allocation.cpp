@@ -2,12 +2,17 @@
 
 #include "tests/support/Allocation.h"
 
-#include <sanitizer/asan_interface.h>
-
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+
+#if __has_include(<sanitizer/asan_interface.h>)
+#include <sanitizer/asan_interface.h>
+#else  // A compiler without its sanitizers: then nothing is instrumented.
+#define ASAN_POISON_MEMORY_REGION(block, size)
+#define ASAN_UNPOISON_MEMORY_REGION(block, size)
+#endif
 
 namespace {
 
