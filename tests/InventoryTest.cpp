@@ -215,8 +215,9 @@ Result RunCommand(Strings command, const Setting& setting = Setting()) {
                 setting,
                 setting.output != -1 ? setting.output : output.writing.Number(),
                 error.writing.Number())) {
-            ::environ = variables.data();
-            ::execvp(arguments[0], arguments.data());
+            // Not execvp, at which a build that counts coverage first writes
+            // its counts, whatever the limits that were set.
+            ::execvpe(arguments[0], arguments.data(), variables.data());
         }
         ::_exit(126);
     }
