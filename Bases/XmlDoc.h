@@ -10,9 +10,8 @@
 // between the C locale's character set and the document's. In a document that
 // is not in UTF-8 the two meet: non-ASCII text may be refused, come out as
 // other characters, or make EndDocument answer 0. Use UTF-8 documents for
-// non-ASCII text; every encoding that extends ASCII is good for ASCII text.
-//
-// A document in UTF-16 or wider loads, but few of its texts can be read.
+// non-ASCII text; every encoding that extends ASCII is good for ASCII text. A
+// document in UTF-16 or wider loads, but few of its texts can be read.
 //
 // By design [xml-2]: under the "C" locale non-ASCII text is refused.
 

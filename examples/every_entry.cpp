@@ -22,7 +22,7 @@ int main(int argc, char** argv) {
     while (known || name != find.GetFileName()) {
         name = find.GetFileName();
         if (name != "." && name != "..") {
-            std::cout << name << (known ? "\n" : " (no status)\n");
+            std::cout << name << '\n';
         }
         known = find.FindNext();
     }

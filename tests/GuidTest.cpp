@@ -182,7 +182,8 @@ TEST(GuidTest, EveryCallSeedsAWholeEngineOfItsOwn) {
 // The engine is a boost::mt19937 over the bytes of the random source, and the
 // identifier the first that Boost draws from it.
 TEST(GuidTest, TheEngineIsTheMersenneTwister) {
-    for (const unsigned char byte : Bytes{0x00, 0x01, 0x5a, 0xff}) {
+    for (const unsigned char byte :
+         std::array<unsigned char, 4>{0x00, 0x01, 0x5a, 0xff}) {
         std::vector<std::uint32_t> words(624, byte * 0x01010101U);
         auto first = words.begin();
         boost::mt19937 engine(first, words.end());

@@ -2436,6 +2436,36 @@ TEST_F(XmlReaderTest, ElementsNestTo256) {
     }
 }
 
+// [xml-20]
+TEST_F(XmlReaderTest, NamesAndTextsHaveALimit) {
+    const std::string name(49000, 'n');
+    const std::string longName(51000, 'n');
+    const std::string text(9'900'000, 't');
+    const std::string longText(10'100'000, 't');
+    const struct {
+        int line;
+        std::string body;
+        int fromMemory;
+        int fromFile;
+    } cases[] = {
+        {__LINE__, "<" + name + "/>", 1, 1},
+        {__LINE__, "<" + longName + "/>", 0, 0},
+        {__LINE__, "<a b='" + text + "'/>", 1, 1},
+        {__LINE__, "<a b='" + longText + "'/>", 0, 0},
+        {__LINE__, "<a>" + text + "</a>", 1, 1},
+        {__LINE__, "<a>" + longText + "</a>", 1, 0},
+    };
+    const TempDir temp;
+    for (const auto& row : cases) {
+        SCOPED_TRACE(testing::Message() << "row at line " << row.line);
+        const std::string document = Declared(row.body);
+        XmlReader memory;
+        EXPECT_EQ(row.fromMemory, Load(memory, document));
+        XmlReader file;
+        EXPECT_EQ(row.fromFile, file.Load(temp.Write("a.xml", document)));
+    }
+}
+
 // [xml-1] The tree is UTF-8, and is read as if it were UTF-16.
 TEST_F(XmlReaderTest, ADocumentInUtf16LoadsAndHardlyReads) {
     std::string document = "\xff\xfe";
@@ -3277,6 +3307,12 @@ TEST_F(XmlReaderTest, APathIsWhatLibxml2TakesForOne) {
     XmlReader reader;
     EXPECT_EQ(1, reader.Load("file://" + path));
     EXPECT_NE(nullptr, reader.GetRootElement());
+    reader.Close();
+
+    // Escapes of a URL are undone where the path as it stands is no file.
+    temp.Write("a b.xml", Declared("<b/>"));
+    EXPECT_EQ(1, reader.Load(temp / "a%20b.xml"));
+    EXPECT_EQ("b", NameOf(reader, reader.GetRootElement()));
 }
 
 TEST_F(XmlReaderTest, AnElementWithoutAttributesHasNone) {

@@ -27,36 +27,53 @@ endforeach()
 
 # The programs that the pages show, by what they print
 
-# novu_example(NAME PRINTS expression [ARGUMENTS argument...])
+# novu_example(NAME PROGRAM target PRINTS lines [ARGUMENTS argument...])
 function(novu_example name)
-    cmake_parse_arguments(arg "" "PRINTS" "ARGUMENTS" ${ARGN})
+    cmake_parse_arguments(arg "" "PROGRAM;PRINTS" "ARGUMENTS" ${ARGN})
     set(directory ${CMAKE_CURRENT_BINARY_DIR}/${name})
     file(MAKE_DIRECTORY ${directory})
     add_test(
         NAME ${name}
-        COMMAND ${name} ${arg_ARGUMENTS}
+        COMMAND
+            ${CMAKE_CURRENT_SOURCE_DIR}/example-prints
+            ${arg_PRINTS}
+            $<TARGET_FILE:${arg_PROGRAM}>
+            ${arg_ARGUMENTS}
         WORKING_DIRECTORY ${directory}
     )
-    set_tests_properties(
-        ${name}
-        PROPERTIES
-            TIMEOUT ${NOVU_TEST_DEADLINE}
-            PASS_REGULAR_EXPRESSION "${arg_PRINTS}"
-    )
+    set_tests_properties(${name} PROPERTIES TIMEOUT ${NOVU_TEST_DEADLINE})
 endfunction()
 
 if(NOVU_BUILD_EXAMPLES)
-    novu_example(quickstart PRINTS "^Hello from libNovu-Bases")
-    # A folder of four entries, the first of them without a status in some file
-    # systems' order, and not in others'.
-    set(entries ${CMAKE_CURRENT_BINARY_DIR}/entries)
-    file(REMOVE_RECURSE ${entries})
-    file(MAKE_DIRECTORY ${entries})
+    novu_example(
+        quickstart
+        PROGRAM quickstart
+        PRINTS "Hello from libNovu-Bases."
+    )
+
+    # An entry without a status among others, and alone, where FindFirst fails.
+    set(among ${CMAKE_CURRENT_BINARY_DIR}/entries/among)
+    set(alone ${CMAKE_CURRENT_BINARY_DIR}/entries/alone)
+    file(REMOVE_RECURSE ${among} ${alone})
+    file(MAKE_DIRECTORY ${among} ${alone})
     foreach(name IN ITEMS a b c)
-        file(WRITE ${entries}/${name} "")
+        file(WRITE ${among}/${name} "")
     endforeach()
-    file(CREATE_LINK nowhere ${entries}/dangling SYMBOLIC)
-    novu_example(every_entry ARGUMENTS ${entries} PRINTS "dangling")
+    foreach(folder IN ITEMS ${among} ${alone})
+        file(CREATE_LINK nowhere ${folder}/dangling SYMBOLIC)
+    endforeach()
+    novu_example(
+        every_entry-among
+        PROGRAM every_entry
+        ARGUMENTS ${among}
+        PRINTS "a,b,c,dangling"
+    )
+    novu_example(
+        every_entry-alone
+        PROGRAM every_entry
+        ARGUMENTS ${alone}
+        PRINTS "dangling"
+    )
 endif()
 
 # What hosts get. Instrumented libraries are not for hosts: they have state and
