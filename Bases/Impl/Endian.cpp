@@ -1,0 +1,88 @@
+// Endian, from Bases/Endian.h.
+
+#include "Bases/Endian.h"
+
+#include <cstring>
+
+namespace Novu::Endian {
+
+// The host
+
+bool IsLittleEndian() {
+    const unsigned long long one = 1;
+    unsigned char first = 0;
+    std::memcpy(&first, &one, sizeof first);
+    return first == 1;
+}
+
+bool IsBigEndian() { return !IsLittleEndian(); }
+
+// Swapping
+
+unsigned short Swap16(unsigned short value) {
+    return static_cast<unsigned short>((value & 0xFF) << 8 | value >> 8);
+}
+
+unsigned long Swap32(unsigned long value) {
+    return (value & 0xFF) << 24 | (value & 0xFF00) << 8 |
+           (value >> 8 & 0xFF00) | (value >> 24 & 0xFF);
+}
+
+unsigned long long Swap64(unsigned long long value) {
+    return static_cast<unsigned long long>(Swap32(value)) << 32 |
+           Swap32(value >> 32);
+}
+
+// Big-endian
+
+unsigned short tobe16(unsigned short value) {
+    return IsBigEndian() ? value : Swap16(value);
+}
+
+unsigned short betoh16(unsigned short value) { return tobe16(value); }
+
+unsigned short hton16(unsigned short value) { return tobe16(value); }
+
+unsigned short ntoh16(unsigned short value) { return tobe16(value); }
+
+unsigned long tobe32(unsigned long value) {
+    return IsBigEndian() ? value : Swap32(value);
+}
+
+unsigned long betoh32(unsigned long value) { return tobe32(value); }
+
+unsigned long hton32(unsigned long value) { return tobe32(value); }
+
+unsigned long ntoh32(unsigned long value) { return tobe32(value); }
+
+unsigned long long tobe64(unsigned long long value) {
+    return IsBigEndian() ? value : Swap64(value);
+}
+
+unsigned long long betoh64(unsigned long long value) { return tobe64(value); }
+
+unsigned long long hton64(unsigned long long value) { return tobe64(value); }
+
+unsigned long long ntoh64(unsigned long long value) { return tobe64(value); }
+
+// Little-endian
+
+unsigned short tole16(unsigned short value) {
+    return IsLittleEndian() ? value : Swap16(value);
+}
+
+unsigned short letoh16(unsigned short value) { return tole16(value); }
+
+unsigned long tole32(unsigned long value) {
+    return IsLittleEndian() ? value : Swap32(value);
+}
+
+unsigned long letoh32(unsigned long value) { return tole32(value); }
+
+unsigned long long tole64(unsigned long long value) {
+    return IsLittleEndian() ? value : Swap64(value);
+}
+
+unsigned long long letoh64(unsigned long long value) { return tole64(value); }
+
+}  // namespace Novu::Endian
