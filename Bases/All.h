@@ -11,6 +11,7 @@
 #include "Bases/MemPool.h"
 #include "Bases/Random.h"
 #include "Bases/RegEx.h"
+#include "Bases/Size.h"
 #include "Bases/String.h"
 #include "Bases/TextFileIo.h"
 #include "Bases/XmlDoc.h"
