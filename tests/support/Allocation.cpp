@@ -17,6 +17,7 @@
 namespace {
 
 thread_local unsigned long untilFailure = 0;  // 0: none fails.
+thread_local bool arraysAreNull = false;
 thread_local NovuTest::AllocationLedger* ledger = nullptr;
 
 enum class Kind : std::size_t { kObject = 0x0b1ec7, kArray = 0xa44a1 };
@@ -78,6 +79,10 @@ FailingAllocation::FailingAllocation(unsigned long n) { untilFailure = n; }
 
 FailingAllocation::~FailingAllocation() { untilFailure = 0; }
 
+NullAllocation::NullAllocation() { arraysAreNull = true; }
+
+NullAllocation::~NullAllocation() { arraysAreNull = false; }
+
 AllocationLedger::AllocationLedger() { ledger = this; }
 
 AllocationLedger::~AllocationLedger() { ledger = nullptr; }
@@ -124,7 +129,9 @@ using std::nothrow_t;
 using std::size_t;
 
 void* operator new(size_t size) { return Allocate(size, Kind::kObject); }
-void* operator new[](size_t size) { return Allocate(size, Kind::kArray); }
+void* operator new[](size_t size) {
+    return arraysAreNull ? nullptr : Allocate(size, Kind::kArray);
+}
 void* operator new(size_t size, const nothrow_t& /*tag*/) noexcept {
     return AllocateOrNull(size, Kind::kObject);
 }

@@ -34,6 +34,16 @@ unsigned long FailEachAllocation(Operation operation, Check check) {
     }
 }
 
+/// While it lives, operator new[] of this thread answers null, as the one of a
+/// host that has replaced it may.
+class NullAllocation {
+public:
+    NullAllocation();
+    NullAllocation(const NullAllocation&) = delete;
+    NullAllocation& operator=(const NullAllocation&) = delete;
+    ~NullAllocation();
+};
+
 /// Counts the blocks that this thread gets from operator new while the ledger
 /// lives and has not given back. Holds 64 at a time; one ledger in a thread.
 class AllocationLedger {
