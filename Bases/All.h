@@ -4,6 +4,7 @@
 #define NOVU_BASES_ALL_H_
 
 #include "Bases/Bases.h"
+#include "Bases/Bits.h"
 #include "Bases/Buffer.h"
 #include "Bases/Endian.h"
 #include "Bases/Export.h"

@@ -1,0 +1,127 @@
+// Bits: a resizable set of bits, stored eight to a byte.
+//
+// Shape    Position p is bit p % 8, counted from the lowest, of byte p / 8. A
+//          set of n bits uses n / 8 bytes of its block, rounded up; the bits of
+//          the last byte that lie above the set's end are mostly 0 (SetData and
+//          Set before a shrink can leave others).
+// Units    Every size and position is in bits unless it says bytes.
+// Errors   Results only: 1 for done, 0 for refused with the set unchanged.
+// Threads  One thread at a time for each object; nothing is locked.
+
+#ifndef NOVU_BASES_BITS_H_
+#define NOVU_BASES_BITS_H_
+
+#include <string>
+
+#include "Bases/Export.h"
+
+namespace Novu {
+
+class NOVU_API Bits {
+public:
+    static unsigned long SizeToBytes(unsigned long bits);  ///< / 8, rounded up.
+    static unsigned long PosToBytePos(unsigned long pos);  ///< / 8.
+    static unsigned long PosToSize(unsigned long pos);     ///< + 1.
+
+    Bits();                       ///< Empty: no block.
+    Bits(unsigned long newSize);  ///< That many bits, all 0.
+    Bits(const Bits& other);      ///< As `Clone`.
+    virtual ~Bits();
+
+    Bits& operator=(const Bits& other);  ///< As `Clone`.
+
+    /// Takes the size and the bytes of `other`.
+    /// By design [bits-1]: an empty `other` changes nothing, since no set
+    /// shrinks to 0 bits but by `Clear`.
+    void Clone(const Bits& other);
+
+    unsigned long GetSize() const;   ///< In bits.
+    unsigned long GetBytes() const;  ///< Bytes that the size takes.
+    unsigned char* GetData() const;  ///< The block; null when there is none.
+
+    /// Resizes; a `newSize` of 0 is refused. Beyond the capacity, a new block
+    /// is allocated exactly, starts with the old bytes and is 0 after them.
+    /// `ignored` is not used.
+    /// By design [bits-2]: within the capacity the block stays and nothing is
+    /// cleared, so bits that a smaller size cut off come back when the set
+    /// grows again. `Clear` and then `SetSize` gives zeros.
+    int SetSize(unsigned long newSize, int ignored = 1);
+
+    /// Replaces the contents by a copy of the bytes that `bits` bits take from
+    /// `bytes`, which may lie in this set. Refused when `bytes` is null or
+    /// `bits` 0.
+    /// By design [bits-3]: the capacity is not updated and the last byte is not
+    /// masked: bits above the end stay as given, count for `Any`, `None`, `==`
+    /// and `!=`, and come into view when the set grows. Whole bytes between the
+    /// end and the old capacity are 0.
+    int SetData(unsigned char* bytes, unsigned long bits);
+
+    /// Makes the set empty and, unlike `SerialBuffer::Clear`, releases the
+    /// block.
+    void Clear();
+
+    bool Test(unsigned long pos) const;  ///< False past the end, too.
+    int Set(unsigned long pos);          ///< To 1; refused past the end.
+    int Reset(unsigned long pos);        ///< To 0; refused past the end.
+
+    void SetAll();    ///< Every bit to 1; those above the end become 0.
+    void ResetAll();  ///< Every byte to 0.
+
+    /// Whether any byte has a 1 in it, bits above the end included.
+    bool Any() const;
+    bool None() const;  ///< Not `Any`; true for an empty set.
+
+    unsigned long GetSetCount();    ///< How many bits are 1.
+    unsigned long GetUnsetCount();  ///< How many are 0.
+
+    Bits& operator~();  ///< Inverts this very set; bits above the end become 0.
+
+    /// Combines in place, over the bytes that both sets have. Where both have
+    /// equally many, bits above the end become 0.
+    /// By design [bits-4]: `|=` and `^=` take the size of `other` first (unless
+    /// that is 0), and bytes that only `other` has are not taken over: they are
+    /// 0 in a new block. `&=` keeps its own size, and bytes that `other` lacks
+    /// stay as they are.
+    Bits& operator&=(const Bits& other);
+    Bits& operator|=(const Bits& other);
+    Bits& operator^=(const Bits& other);
+
+    /// A new set, combined over the bytes that both sets have, 0 beyond them.
+    /// By design [bits-5]: `&` gives the size of this set, `|` and `^` that of
+    /// `other`; and where both have equally many bytes, the bits above the end
+    /// of this set become 0, also where `other` is longer.
+    Bits operator&(const Bits& other);
+    Bits operator|(const Bits& other);
+    Bits operator^(const Bits& other);
+
+    /// By design [bits-6]: sets of different size are neither equal nor
+    /// unequal: both answers are false. Otherwise the bytes are compared, bits
+    /// above the end included.
+    bool operator==(const Bits& other) const;
+    bool operator!=(const Bits& other) const;
+
+    /// By design [bits-7]: these shift nothing, whatever the count.
+    Bits& operator<<(unsigned long count);
+    Bits& operator>>(unsigned long count);
+
+    /// The set as '0' and '1', a character for each bit, the highest position
+    /// first and bit 0 last.
+    void ToString(std::string& out) const;
+    std::string ToString() const;
+
+    /// Replaces the contents by what `ToString` would have printed.
+    /// By design [bits-8]: a text is read from its last character to the left
+    /// and ends at the first that is neither '0' nor '1', without a report:
+    /// "10a011" gives the 3 bits "011", "2" the empty set.
+    void FromString(const std::string& text);
+
+private:
+    unsigned char* data;     // Owned, from new[]; null when there is no block.
+    unsigned long capacity;  // In bits, a multiple of 8. The block has at least
+                             // as many; after SetData it may have more.
+    unsigned long size;      // In bits; above the capacity only after SetData.
+};
+
+}  // namespace Novu
+
+#endif  // NOVU_BASES_BITS_H_
