@@ -3,6 +3,7 @@
 #ifndef NOVU_BASES_ALL_H_
 #define NOVU_BASES_ALL_H_
 
+#include "Bases/Base64.h"
 #include "Bases/Bases.h"
 #include "Bases/Bits.h"
 #include "Bases/Buffer.h"

@@ -13,8 +13,11 @@ apt_names() {
     case "$1" in
         build) echo g++ cmake ninja-build pkg-config libxml2-dev libboost-dev ;;
         # The last two are what pkg-config --static libxml-2.0 links against.
-        test) echo libgtest-dev libxml2-utils locales zlib1g-dev liblzma-dev ;;
-        bench) echo libbenchmark-dev ;;
+        test)
+            echo libgtest-dev libssl-dev libxml2-utils locales \
+                zlib1g-dev liblzma-dev
+            ;;
+        bench) echo libbenchmark-dev libssl-dev ;;
         clang) echo clang ;;
         format) echo git clang-format ;;
         tidy) echo clang clang-tidy ;;
@@ -27,8 +30,8 @@ apt_names() {
 brew_names() {
     case "$1" in
         build) echo cmake ninja pkgconf boost ;;
-        test) echo googletest ;;
-        bench) echo google-benchmark ;;
+        test) echo googletest openssl ;;
+        bench) echo google-benchmark openssl ;;
         clang) ;;
         format) echo clang-format ;;
         tidy) echo llvm ;;
