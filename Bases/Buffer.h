@@ -33,8 +33,9 @@ public:
     unsigned long SetSize(unsigned long newSize);
 
     /// Sees to a capacity of at least `newMaxSize`; 1 at once where there is
-    /// one. Otherwise the new block has exactly that size, and starts with the
-    /// bytes in use when `keep` is not 0. A block never shrinks.
+    /// one. Otherwise the new block has exactly that size (or that of the bytes
+    /// in use, where `SetBuffer` left more of them than capacity), and starts
+    /// with the bytes in use when `keep` is not 0. A block never shrinks.
     /// By design [buffer-2]: with `keep` 0 the number of bytes in use stays,
     /// over a block whose contents are gone. Refill it, or call `Clear` first.
     int SetMaxSize(unsigned long newMaxSize, int keep);

@@ -96,7 +96,7 @@ State StateOf(const SerialBuffer& buffer) {
 // A block of exactly the bytes of `text`, to be released with delete[].
 Block NewBlock(const std::string& text) {
     const Block block = new unsigned char[text.size()];
-    std::memcpy(block, text.data(), text.size());
+    text.copy(reinterpret_cast<char*>(block), text.size());
     return block;
 }
 

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 
 #if __has_include(<sanitizer/asan_interface.h>)
 #include <sanitizer/asan_interface.h>
@@ -23,9 +24,11 @@ thread_local NovuTest::AllocationLedger* ledger = nullptr;
 enum class Kind : std::size_t { kObject = 0x0b1ec7, kArray = 0xa44a1 };
 
 // In front of each block: how it was made, since operators of our own keep the
-// address sanitizer from seeing an array that is released as an object.
+// address sanitizer from seeing an array that is released as an object; and its
+// size, so that a block can be spoilt when it is released.
 struct alignas(alignof(std::max_align_t)) Head {
     Kind kind;
+    std::size_t size;
 };
 
 void* Allocate(std::size_t size, Kind kind) {
@@ -38,7 +41,7 @@ void* Allocate(std::size_t size, Kind kind) {
     if (whole == nullptr) {
         throw std::bad_alloc();
     }
-    Head* const head = new (whole) Head{kind};
+    Head* const head = new (whole) Head{kind, size};
     void* const block = head + 1;
     ASAN_POISON_MEMORY_REGION(head, sizeof(Head));
     if (ledger != nullptr) {
@@ -68,6 +71,7 @@ void Release(void* block, Kind kind) {
     if (ledger != nullptr) {
         ledger->Released(block);
     }
+    std::memset(block, 0xDB, head->size);
     std::free(head);
 }
 
