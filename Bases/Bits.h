@@ -1,11 +1,12 @@
 // Bits: a resizable set of bits, stored eight to a byte.
 //
 // Shape    Position p is bit p % 8, counted from the lowest, of byte p / 8. A
-//          set of n bits uses n / 8 bytes of its block, rounded up; the bits of
-//          the last byte that lie above the set's end are mostly 0 (SetData and
-//          Set before a shrink can leave others).
+//          set of n bits uses n / 8 bytes of its block, rounded up. What the
+//          bits above its end are in the last byte is only certain where an
+//          operation says that it clears them.
 // Units    Every size and position is in bits unless it says bytes.
-// Errors   Results only: 1 for done, 0 for refused with the set unchanged.
+// Errors   Results only: 1 for done, 0 for refused with the set unchanged, also
+//          where an operator new[] of the host's answers null.
 // Threads  One thread at a time for each object; nothing is locked.
 
 #ifndef NOVU_BASES_BITS_H_
@@ -19,9 +20,12 @@ namespace Novu {
 
 class NOVU_API Bits {
 public:
-    static unsigned long SizeToBytes(unsigned long bits);  ///< / 8, rounded up.
-    static unsigned long PosToBytePos(unsigned long pos);  ///< / 8.
-    static unsigned long PosToSize(unsigned long pos);     ///< + 1.
+    /// The bytes that so many bits take.
+    static unsigned long SizeToBytes(unsigned long bits);
+    /// The byte that a position is in.
+    static unsigned long PosToBytePos(unsigned long pos);
+    /// The size that has this position as its last; 0 for the largest one.
+    static unsigned long PosToSize(unsigned long pos);
 
     Bits();                       ///< Empty: no block.
     Bits(unsigned long newSize);  ///< That many bits, all 0.
@@ -31,8 +35,8 @@ public:
     Bits& operator=(const Bits& other);  ///< As `Clone`.
 
     /// Takes the size and the bytes of `other`.
-    /// By design [bits-1]: an empty `other` changes nothing, since no set
-    /// shrinks to 0 bits but by `Clear`.
+    /// By design [bits-1]: an empty `other` changes nothing, since no set can
+    /// be resized to 0 bits.
     void Clone(const Bits& other);
 
     unsigned long GetSize() const;   ///< In bits.
@@ -53,7 +57,8 @@ public:
     /// By design [bits-3]: the capacity is not updated and the last byte is not
     /// masked: bits above the end stay as given, count for `Any`, `None`, `==`
     /// and `!=`, and come into view when the set grows. Whole bytes between the
-    /// end and the old capacity are 0.
+    /// end and the old capacity are 0. As `SetSize` goes by the capacity, it
+    /// can take a smaller block, and then the bits beyond are lost.
     int SetData(unsigned char* bytes, unsigned long bits);
 
     /// Makes the set empty and, unlike `SerialBuffer::Clear`, releases the
@@ -74,7 +79,9 @@ public:
     unsigned long GetSetCount();    ///< How many bits are 1.
     unsigned long GetUnsetCount();  ///< How many are 0.
 
-    Bits& operator~();  ///< Inverts this very set; bits above the end become 0.
+    /// Inverts every bit; bits above the end become 0.
+    /// By design [bits-9]: this very set is inverted, and is the answer.
+    Bits& operator~();
 
     /// Combines in place, over the bytes that both sets have. Where both have
     /// equally many, bits above the end become 0.
@@ -109,7 +116,7 @@ public:
     void ToString(std::string& out) const;
     std::string ToString() const;
 
-    /// Replaces the contents by what `ToString` would have printed.
+    /// Replaces the contents by the set whose text form this is.
     /// By design [bits-8]: a text is read from its last character to the left
     /// and ends at the first that is neither '0' nor '1', without a report:
     /// "10a011" gives the 3 bits "011", "2" the empty set.

@@ -3,7 +3,9 @@
 //
 // Shape    One block from new[], or none. Bytes [0, size) of it are in use.
 // Units    Every size is in bytes. The capacity is called "max size".
-// Errors   Results only: 1 for done, 0 for refused with the buffer unchanged.
+// Errors   Results only: 1 for done, 0 for refused with the buffer unchanged,
+// also
+//          where an operator new[] of the host's answers null.
 // Threads  One thread at a time for each object; nothing is locked.
 
 #ifndef NOVU_BASES_BUFFER_H_
@@ -22,20 +24,19 @@ public:
     SerialBuffer(unsigned long firstMaxSize);  ///< Room for that many bytes.
     virtual ~SerialBuffer();                   ///< As `Delete`.
 
-    unsigned char*
-    GetBuffer();              ///< The block; stays the buffer's. May be null.
-    unsigned long GetSize();  ///< Bytes in use.
-    unsigned long GetMaxSize();  ///< Bytes of room.
+    /// The block, which stays the buffer's; null when there is none.
+    unsigned char* GetBuffer();
+    unsigned long GetSize();     ///< Bytes in use.
+    unsigned long GetMaxSize();  ///< The capacity.
 
     /// Sets the bytes in use to `newSize`, or to the capacity if that is less,
-    /// and answers which it was. Bytes that come into use are what the block
-    /// happens to hold; a new block holds anything.
+    /// and answers their new number. Bytes that come into use are what the
+    /// block happens to hold; a new block holds anything.
     unsigned long SetSize(unsigned long newSize);
 
-    /// Sees to a capacity of at least `newMaxSize`; 1 at once where there is
-    /// one. Otherwise the new block has exactly that size (or that of the bytes
-    /// in use, where `SetBuffer` left more of them than capacity), and starts
-    /// with the bytes in use when `keep` is not 0. A block never shrinks.
+    /// Makes the capacity at least `newMaxSize`; where it is already, answers 1
+    /// and changes nothing. A new block has exactly that size, and starts with
+    /// the bytes in use when `keep` is not 0. It never becomes smaller.
     /// By design [buffer-2]: with `keep` 0 the number of bytes in use stays,
     /// over a block whose contents are gone. Refill it, or call `Clear` first.
     int SetMaxSize(unsigned long newMaxSize, int keep);
@@ -43,15 +44,19 @@ public:
     /// Appends `data[0, len)`, which may lie in this buffer's own block. Where
     /// it does not fit: refused when `grow` is 0, else the capacity becomes
     /// what is needed. A null `data` or a `len` of 0 appends nothing, but the
-    /// room is still made. Refused, too, where the sum of the sizes has no
-    /// 64-bit value, or where there is a capacity without a block.
+    /// room is still made. Data that would go into a capacity without a block
+    /// is refused.
     /// By design [buffer-3]: growth has no slack, so each append beyond the
     /// capacity moves the whole buffer. Reserve with `SetMaxSize`, or with
     /// `AddBuffer(nullptr, n, 1)` for `n` more bytes.
+    /// By design [buffer-5]: a sum of the sizes beyond 64 bits wraps. With data
+    /// that is refused; without, the answer goes by what is left of the sum,
+    /// mostly 1 with no room made.
     int AddBuffer(unsigned char* data, unsigned long len, int grow);
 
     /// Drops the first `n` bytes in use, or all of them where there are fewer,
-    /// and moves the rest to the front. Always 1. The capacity stays.
+    /// and moves the rest to the front. Always 1. The capacity stays. Without a
+    /// block nothing changes.
     int Shift(unsigned long n);
 
     void Clear();   ///< No byte in use; the block and its capacity stay.
@@ -67,6 +72,7 @@ public:
     /// By design [buffer-4]: the arguments are taken as they are, a size above
     /// the capacity too. What is tested is the present state: refused while the
     /// buffer itself has more bytes in use than capacity, as after such a call.
+    /// A block that `SetMaxSize` makes then has as many bytes as are in use.
     int SetBuffer(unsigned char* data, unsigned long newSize,
                   unsigned long newMaxSize);
 

@@ -12,8 +12,8 @@
 //
 // Threads  Any; nothing is shared.
 //
-// The host's order is looked up in memory at each call, not fixed when the
-// library is built.
+// The host's order is found by looking at a stored integer, not by a setting of
+// the build.
 //
 // By design [endian-1]: the 32-bit functions take and give 64 bits. Where they
 // reverse, the upper half of the argument is dropped; where the order is
@@ -27,7 +27,7 @@
 namespace Novu::Endian {
 
 NOVU_API bool IsLittleEndian();  ///< True when the lowest byte comes first.
-NOVU_API bool IsBigEndian();     ///< True when the highest byte comes first.
+NOVU_API bool IsBigEndian();     ///< Not `IsLittleEndian`.
 
 NOVU_API unsigned short Swap16(unsigned short value);  ///< Bytes reversed.
 

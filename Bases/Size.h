@@ -2,12 +2,14 @@
 //
 // Units    Room (`outSize`) in bytes, the terminating zero counted.
 // Errors   0, with nothing written, for a null `out` or an `outSize` of 0.
-// Threads  Any; the printing of fractions reads the C locale.
+// Threads  Any; fractions are printed in the notation of the C library's
+// locale.
 //
-// By design [size-1]: one comma is inserted and no more, whatever the length.
-// It stands three digits before the end, or two before the first '.', and a
-// text of three characters gets it in front: "1234567,890", "12,34.500000",
-// ",123". With a sign as well: "-,123".
+// By design [size-1]: one comma is inserted and no more, whatever the length:
+// in front of the last three characters, or of the last two before the first
+// '.', a sign counted like a digit: "1234567,890", "12,34.500000", ",123",
+// "-,123". Where there are not so many characters, there is no comma. In a
+// locale with a decimal comma there is no '.': "1234,500,000".
 
 #ifndef NOVU_BASES_SIZE_H_
 #define NOVU_BASES_SIZE_H_
@@ -21,8 +23,9 @@ namespace Novu {
 /// By design [size-2]: every file that includes this header has an `EB` of its
 /// own, which is computed from itself at load time and so is 0. It is not the
 /// size of an exabyte; nothing reads it.
-#ifdef __clang__  // It speaks up about the value, which is the one wanted.
+#ifdef __clang__  // It warns of what is meant here.
 #pragma clang diagnostic push
+#pragma clang diagnostic ignored "-Wglobal-constructors"
 #pragma clang diagnostic ignored "-Wuninitialized"
 #endif
 static const long long EB = EB << 10;
@@ -32,7 +35,8 @@ static const long long EB = EB << 10;
 
 /// Scales `size` down by 1024 until it is below 1024, at most six times.
 /// Answers how many times it was: 0 for bytes, 1 for KiB, ... 6 for EiB;
-/// `value` is what is left. Negative sizes are not scaled.
+/// `value` is what is left, after rounding `size` to a double. Negative sizes
+/// are not scaled.
 NOVU_API unsigned long GetSizeUnit(long long size, double& value);
 
 /// Copies `text` into `out` with a comma inserted as in [size-1], cut to
@@ -48,12 +52,11 @@ NOVU_API int GetSizeFormat(char* out, unsigned long outSize, long long value);
 /// The same, as a string.
 NOVU_API int GetSizeFormat(std::string& out, long long value);
 
-/// Prints `value` as `sprintf` does for "%f", in the C locale's notation, with
-/// the comma; answers 1. The number is cut to 254 characters before the comma
-/// is inserted, the result to `outSize` - 1.
-/// By design [size-3]: a `precision` of 0 and more is not used: there are six
-/// decimals. A negative one goes into the format as it is, "%.-2f" for -2,
-/// which glibc prints instead of the number ("%.0-2f").
+/// Prints `value` as `sprintf` does for "%f", with the comma; answers 1. The
+/// number is cut to 254 characters before the comma is inserted, the result to
+/// `outSize` - 1. By design [size-3]: a `precision` of 0 and more is not used:
+/// there are six decimals. A negative one goes into the format as it is,
+/// "%.-2f" for -2, which glibc prints instead of the number ("%.0-2f").
 NOVU_API int GetSizeFormat(char* out, unsigned long outSize, double value,
                            int precision);
 

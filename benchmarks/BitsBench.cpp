@@ -1,5 +1,4 @@
-// Bit sets, beside Boost.DynamicBitset. One-argument cases are named by their
-// number of bits.
+// Bit sets, beside Boost.DynamicBitset. The argument is the number of bits.
 
 #include "Bases/Bits.h"
 

@@ -4,6 +4,7 @@
 
 #include <benchmark/benchmark.h>
 
+#include <cstddef>
 #include <cstdio>
 #include <cstring>
 #include <string>
@@ -30,7 +31,8 @@ void NovuFraction(benchmark::State& state) {
     }
 }
 
-// Prints and inserts the comma `digits` characters before `end`.
+// Prints and inserts the comma `digits` characters before the first `point`, or
+// before the end.
 template <typename Value>
 void Peer(char* out, std::size_t outSize, const char* format, Value value,
           char point, std::size_t digits) {

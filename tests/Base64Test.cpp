@@ -280,7 +280,7 @@ struct AlphabetCase {
 };
 
 std::vector<AlphabetCase> ChangedAlphabets() {
-    string backwards(kStandard.rbegin(), kStandard.rend());
+    const string backwards(kStandard.rbegin(), kStandard.rend());
     return {
         {__LINE__, kStandard.substr(13) + kStandard.substr(0, 13)},
         {__LINE__, backwards},
@@ -292,7 +292,7 @@ std::vector<AlphabetCase> ChangedAlphabets() {
         {__LINE__, string(64, 'x')},
 
         {__LINE__, StandardWith(10, "=")},
-        {__LINE__, StandardWith(0, "=") + "="},
+        {__LINE__, StandardWith(63, "=")},
 
         // From 0x80 on: with and without a place in the standard alphabet
         // for what lies below.
@@ -481,6 +481,20 @@ TEST(Base64Test, EncodesBytesThatLieInTheText) {
     }
 }
 
+// The copy that the library takes of such bytes is its own business.
+TEST(Base64Test, BytesThatLieInTheTextEnterAnOverrideOnce) {
+    struct WithLineBreak : Base64 {
+        int Encode(const char* data, unsigned long len, string& out) override {
+            const int answer = Base64::Encode(data, len, out);
+            out += '\n';
+            return answer;
+        }
+    };
+    string text = "hello";
+    EXPECT_EQ(1, WithLineBreak().Encode(text.data(), text.size(), text));
+    EXPECT_EQ("aGVsbG8=\n", text);
+}
+
 TEST(Base64Test, EncodesEveryOneAndTwoBytesLikeThePeer) {
     for (int first = 0; first < 256; ++first) {
         const string one(1, static_cast<char>(first));
@@ -533,6 +547,19 @@ TEST(Base64Test, EveryLengthTo1000GoesThereAndBackLikeThePeer) {
         ASSERT_EQ(size, decoding.answer);
         ASSERT_EQ(Block(bytes, text.size() + 1), decoding.block)
             << "seed " << kSeed << ", " << size;
+    }
+}
+
+TEST(Base64Test, RandomBytesGoThereAndBackLikeThePeer) {
+    Random random(kSeed);
+    for (int step = 0; step < 100000; ++step) {
+        const string bytes = RandomBytes(random, 1 + random() % 48);
+        const string text = Encoded(bytes);
+        ASSERT_EQ(PeerText(bytes), text) << "seed " << kSeed << ", " << step;
+        std::vector<char> block(text.size() + 1, kJunk);
+        ASSERT_EQ(bytes.size(), Base64().Decode(text.c_str(), block.data()));
+        ASSERT_EQ(0, std::memcmp(bytes.data(), block.data(), bytes.size()))
+            << "seed " << kSeed << ", " << step;
     }
 }
 
@@ -702,6 +729,7 @@ TEST(Base64Test, TheTextEndsAtItsFirstZero) {
     EXPECT_EQ(Block("M", 3), block);
 }
 
+// [base64-5]
 TEST(Base64Test, NeedsAndFillsOneByteMoreThanTheText) {
     // Blocks of exactly that, for the address sanitizer to guard.
     for (std::size_t length = 1; length <= 100; ++length) {
@@ -1223,6 +1251,14 @@ TEST(Base64Test, WhatIsShortOfAByteNeedsNoBlock) {
     State state;
     Write(state, 0x7F, 7, nullptr);
     EXPECT_EQ((State{0, 7, 0x7F}), state);
+}
+
+TEST(Base64Test, WritesNothingForACountOutside0To32) {
+    for (const int count : {-1, -8, 33, 64, INT_MIN, INT_MAX}) {
+        State state{1, 5, 0x1F};
+        Write(state, 0xFFFFFFFF, count, nullptr);
+        EXPECT_EQ((State{1, 5, 0x1F}), state) << count;
+    }
 }
 
 // [base64-4]

@@ -1022,6 +1022,7 @@ TEST(BitsTest, SetZeroAndNineOfTen) {
 
 // The whole set
 
+// [bits-9]
 TEST(BitsTest, SetAllAndInversionMaskTheLastByte) {
     Bits bits(10);
     bits.SetAll();

@@ -1210,6 +1210,7 @@ TEST(BufferTest, AddBufferRefusesDataWhoseSumOfSizesWraps) {
     EXPECT_EQ(kTwenty, InUse(overfull));
 }
 
+// [buffer-5]
 TEST(BufferTest, AddingNullGoesByTheSumThatWraps) {
     const AllocationLedger ledger;
     Filled buffer("abc", 8);

@@ -602,6 +602,7 @@ TEST(SizeTest, RandomDoublesAreFormattedByTheRule) {
 }
 
 // With no '.' in the number, the comma is counted from its end.
+// [size-1]
 TEST(SizeTest, ADecimalCommaIsNoPoint) {
     const NovuTest::CommaLocale comma;
     ASSERT_EQ("1234,500000", Number(1234.5, 2));

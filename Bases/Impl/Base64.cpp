@@ -16,8 +16,8 @@ namespace {
 // marks have the top bit set, so that four characters are tested at once.
 using ReverseTable = std::array<unsigned char, 128>;
 constexpr unsigned char kInvalid = 0x80;
-const unsigned char kSkipped = 0x81;
-const unsigned int kMarks = 0x80;
+constexpr unsigned char kSkipped = 0x81;
+constexpr unsigned int kMarkBit = 0x80;
 
 ReverseTable ReverseOf(const char* alphabet) {
     ReverseTable table;
@@ -46,7 +46,7 @@ std::size_t DecodeFours(const ReverseTable& table, const char* text,
         const unsigned int b = ValueOf(table, text[1]);
         const unsigned int c = ValueOf(table, text[2]);
         const unsigned int d = ValueOf(table, text[3]);
-        if (((a | b | c | d) & kMarks) != 0) {
+        if (((a | b | c | d) & kMarkBit) != 0) {
             return four;
         }
         out[0] = static_cast<char>(a << 2 | b >> 4);
@@ -106,11 +106,13 @@ int Base64::Encode(const char* data, unsigned long len, std::string& out) {
     }
     const unsigned long fours = len / 3 + (len % 3 != 0 ? 1 : 0);
     if (fours > out.max_size() / 4) {
-        throw std::bad_alloc();  // As for any other text that is too long.
+        // Not the std::length_error of resize: a size that no memory has is
+        // std::bad_alloc throughout the library.
+        throw std::bad_alloc();
     }
     if (Overlap(data, len, out.data(), out.capacity() + 1)) {
         const std::string copy(data, len);
-        return Encode(copy.data(), len, out);
+        return Base64::Encode(copy.data(), len, out);
     }
     out.resize(fours * 4);
     char* const end = EncodeBytes(s_szBase64Alphabet, data, len, out.data());
@@ -195,6 +197,9 @@ unsigned long Base64::ReadBits(int count, int* got, const char* src,
 
 void Base64::WriteBits(unsigned int value, int count, char* dst,
                        unsigned long& pos, int& held, unsigned long& acc) {
+    if (count < 0 || count > 32) {
+        return;
+    }
     acc = acc << count | value;
     held += count;
     while (held >= 8) {

@@ -69,7 +69,7 @@ int SerialBuffer::SetMaxSize(unsigned long newMaxSize, int keep) {
 int SerialBuffer::AddBuffer(unsigned char* data, unsigned long len, int grow) {
     const unsigned long needed = size + len;
     const bool appends = data != nullptr && len != 0;
-    if (appends && needed < size) {
+    if (appends && needed < size) {  // The sum wrapped.
         return 0;
     }
     if (needed > maxSize && grow == 0) {

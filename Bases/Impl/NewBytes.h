@@ -6,9 +6,9 @@
 namespace Novu {
 
 /// `count` bytes from new[], not initialised; std::bad_alloc passes. Null where
-/// the host has replaced operator new[] by one that answers null: compilers
-/// take it that none does and drop the test where they see the `new`, so it
-/// stands in a source of its own.
+/// the host has replaced operator new[] by one that answers null. Compilers may
+/// assume that none does, and drop a test for null where they see the `new`:
+/// hence a source of its own, which no unity build merges with another.
 unsigned char* NewBytes(unsigned long count);
 
 }  // namespace Novu

@@ -34,8 +34,8 @@ unsigned long FailEachAllocation(Operation operation, Check check) {
     }
 }
 
-/// While it lives, operator new[] of this thread answers null, as the one of a
-/// host that has replaced it may.
+/// While it lives, the throwing operator new[] of this thread answers null, as
+/// that of a host that has replaced it may.
 class NullAllocation {
 public:
     NullAllocation();
