@@ -4,8 +4,8 @@
 
 #include <array>
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
-#include <functional>
 #include <new>
 
 namespace Novu {
@@ -56,11 +56,12 @@ std::size_t DecodeFours(const ReverseTable& table, const char* text,
     return fours;
 }
 
-// Blocks of any two origins can be compared by std::less alone.
+// By their addresses, since a size may be one that no block has.
 bool Overlap(const char* a, std::size_t aSize, const char* b,
              std::size_t bSize) {
-    const std::less<> before;
-    return before(a, b + bSize) && before(b, a + aSize);
+    const auto aAt = reinterpret_cast<std::uintptr_t>(a);
+    const auto bAt = reinterpret_cast<std::uintptr_t>(b);
+    return aAt < bAt ? bAt - aAt < aSize : aAt - bAt < bSize;
 }
 
 // Writes the text for `data[0, len)`, unpadded, and answers its end.
