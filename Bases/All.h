@@ -14,6 +14,7 @@
 #include "Bases/MemPool.h"
 #include "Bases/Random.h"
 #include "Bases/RegEx.h"
+#include "Bases/Seed.h"
 #include "Bases/Size.h"
 #include "Bases/String.h"
 #include "Bases/TextFileIo.h"
