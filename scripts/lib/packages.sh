@@ -17,7 +17,7 @@ apt_names() {
             echo libgtest-dev libssl-dev libxml2-utils locales \
                 zlib1g-dev liblzma-dev
             ;;
-        bench) echo libbenchmark-dev libssl-dev ;;
+        bench) echo libbenchmark-dev libssl-dev libgcrypt20-dev ;;
         clang) echo clang ;;
         format) echo git clang-format ;;
         tidy) echo clang clang-tidy ;;
@@ -31,7 +31,7 @@ brew_names() {
     case "$1" in
         build) echo cmake ninja pkgconf boost ;;
         test) echo googletest openssl ;;
-        bench) echo google-benchmark openssl ;;
+        bench) echo google-benchmark openssl libgcrypt ;;
         clang) ;;
         format) echo clang-format ;;
         tidy) echo llvm ;;
