@@ -10,6 +10,7 @@
 #include "Bases/Crypto.h"
 #include "Bases/CryptoBlockCipherSeed.h"
 #include "Bases/CryptoHashMd5.h"
+#include "Bases/Date.h"
 #include "Bases/Endian.h"
 #include "Bases/Export.h"
 #include "Bases/FileFind.h"

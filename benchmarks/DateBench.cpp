@@ -1,0 +1,93 @@
+// Calendar arithmetic, beside std::chrono. One-argument cases are named by
+// their year.
+
+#include "Bases/Date.h"
+
+#include <benchmark/benchmark.h>
+
+#include <chrono>
+
+namespace {
+
+using std::chrono::day;
+using std::chrono::month;
+using std::chrono::sys_days;
+using std::chrono::year;
+using std::chrono::year_month_day;
+
+// The first 28 days of every month, in a scattered order.
+template <typename Answer>
+void Run(benchmark::State& state, Answer answer) {
+    unsigned long number = 0;
+    for (auto _ : state) {
+        number = (number + 37) % 336;
+        benchmark::DoNotOptimize(
+            answer(static_cast<unsigned long>(state.range(0)), number / 28 + 1,
+                   number % 28 + 1));
+    }
+}
+
+sys_days ChronoDay(unsigned long years, unsigned long months,
+                   unsigned long days) {
+    return sys_days(year(static_cast<int>(years)) /
+                    month(static_cast<unsigned int>(months)) /
+                    day(static_cast<unsigned int>(days)));
+}
+
+void NovuDayNumber(benchmark::State& state) {
+    Run(state, &Novu::GetDaysSince1980);
+}
+
+void ChronoDayNumber(benchmark::State& state) {
+    Run(state, [](unsigned long years, unsigned long months,
+                  unsigned long days) {
+        return (ChronoDay(years, months, days) - ChronoDay(1980, 1, 1)).count();
+    });
+}
+
+void NovuWeekday(benchmark::State& state) { Run(state, &Novu::GetDayOfWeek); }
+
+void ChronoWeekday(benchmark::State& state) {
+    Run(state,
+        [](unsigned long years, unsigned long months, unsigned long days) {
+            return std::chrono::weekday(ChronoDay(years, months, days));
+        });
+}
+
+// Through 28 years, again and again.
+void NovuNextDay(benchmark::State& state) {
+    const auto first = static_cast<unsigned long>(state.range(0));
+    unsigned long years = first;
+    unsigned long months = 1;
+    unsigned long days = 1;
+    for (auto _ : state) {
+        Novu::GetNextDay(years, months, days);
+        years = years == first + 28 ? first : years;
+        benchmark::DoNotOptimize(days);
+    }
+}
+
+void ChronoNextDay(benchmark::State& state) {
+    const year first(static_cast<int>(state.range(0)));
+    year_month_day date(first, month(1), day(1));
+    for (auto _ : state) {
+        date = sys_days(date) + std::chrono::days(1);
+        if (date.year() == first + std::chrono::years(28)) {
+            date = first / date.month() / date.day();
+        }
+        benchmark::DoNotOptimize(date);
+    }
+}
+
+void Years(benchmark::internal::Benchmark* benchmark) {
+    benchmark->Arg(1990)->Arg(2100)->Arg(9999);
+}
+
+BENCHMARK(NovuDayNumber)->Apply(Years);
+BENCHMARK(ChronoDayNumber)->Apply(Years);
+BENCHMARK(NovuWeekday)->Apply(Years);
+BENCHMARK(ChronoWeekday)->Apply(Years);
+BENCHMARK(NovuNextDay)->Arg(1990);
+BENCHMARK(ChronoNextDay)->Arg(1990);
+
+}  // namespace
