@@ -22,6 +22,8 @@
 #include "Bases/Size.h"
 #include "Bases/String.h"
 #include "Bases/TextFileIo.h"
+#include "Bases/Time.h"
+#include "Bases/Timer.h"
 #include "Bases/XmlDoc.h"
 #include "Bases/tchar.h"
 
