@@ -11,6 +11,7 @@
 #include "Bases/CryptoBlockCipherSeed.h"
 #include "Bases/CryptoHashMd5.h"
 #include "Bases/Date.h"
+#include "Bases/DateTimeFormat.h"
 #include "Bases/Endian.h"
 #include "Bases/Export.h"
 #include "Bases/FileFind.h"

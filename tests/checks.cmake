@@ -76,12 +76,25 @@ if(NOVU_BUILD_EXAMPLES)
     )
 endif()
 
-# What hosts get. Instrumented libraries are not for hosts: they have state and
-# initialisers, and need an instrumented program.
+# Instrumented libraries are not for hosts: they have state and initialisers, and
+# need an instrumented program. Nor need they go round the zones.
 
 if(NOVU_SANITIZE OR NOVU_COVERAGE)
     return()
 endif()
+
+# The zone and the locale of the environment, which no test may depend on.
+
+add_test(
+    NAME in-every-zone
+    COMMAND
+        ${CMAKE_CURRENT_SOURCE_DIR}/in-every-zone
+        $<TARGET_FILE:DateTimeFormatTest>
+        $<TARGET_FILE:TimeTest>
+)
+set_tests_properties(in-every-zone PROPERTIES TIMEOUT 600)
+
+# What hosts get
 
 get_target_property(public_headers NovuBasesShared HEADER_SET)
 foreach(header IN LISTS public_headers)
