@@ -15,6 +15,7 @@
 #include "Bases/Endian.h"
 #include "Bases/Export.h"
 #include "Bases/FileFind.h"
+#include "Bases/FileIo.h"
 #include "Bases/Guid.h"
 #include "Bases/MemPool.h"
 #include "Bases/Random.h"

@@ -50,7 +50,9 @@ public:
 
     virtual ~FileFind();
 
-    /// Opens `directory`, which ends in "/", and moves to its first entry other
+    /// @warning By design [filefind-1]: `directory` must end in "/".
+    ///
+    /// Opens `directory` and moves to its first entry other
     /// than "." and "..". False, and idle, when there is none, or when the
     /// directory or the entry's status cannot be read; false, with nothing
     /// changed, while a stream is open.
