@@ -16,6 +16,7 @@
 #include "Bases/Export.h"
 #include "Bases/FileFind.h"
 #include "Bases/FileIo.h"
+#include "Bases/FileSys.h"
 #include "Bases/Guid.h"
 #include "Bases/MemPool.h"
 #include "Bases/Random.h"
