@@ -22,6 +22,7 @@
 #include "Bases/Random.h"
 #include "Bases/RegEx.h"
 #include "Bases/Seed.h"
+#include "Bases/Shm.h"
 #include "Bases/Size.h"
 #include "Bases/String.h"
 #include "Bases/TextFileIo.h"
