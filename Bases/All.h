@@ -19,6 +19,7 @@
 #include "Bases/FileSys.h"
 #include "Bases/Guid.h"
 #include "Bases/MemPool.h"
+#include "Bases/Module.h"
 #include "Bases/Random.h"
 #include "Bases/RegEx.h"
 #include "Bases/Seed.h"

@@ -94,6 +94,21 @@ add_test(
 )
 set_tests_properties(in-every-zone PROPERTIES TIMEOUT 600)
 
+# What depends on privilege, without it
+
+add_test(
+    NAME without-privilege
+    COMMAND
+        ${CMAKE_CURRENT_SOURCE_DIR}/without-privilege
+        $<TARGET_FILE:NovuBasesShared>
+        $<TARGET_FILE:FileFindTest>
+        $<TARGET_FILE:FileIoTest>
+        $<TARGET_FILE:FileSysTest>
+        $<TARGET_FILE:ModuleTest>
+        $<TARGET_FILE:ShmTest>
+)
+set_tests_properties(without-privilege PROPERTIES TIMEOUT 120)
+
 # What hosts get
 
 get_target_property(public_headers NovuBasesShared HEADER_SET)
