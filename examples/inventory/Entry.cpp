@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <limits>
 
+#include "Names.h"
+
 namespace Inventory {
 
 const char* NameOf(Type type) {
@@ -49,6 +51,37 @@ bool IsBefore(const std::string& path, const std::string& other) {
 bool IsBelow(const std::string& path, const std::string& folder) {
     return path.size() > folder.size() && path[folder.size()] == '/' &&
            path.compare(0, folder.size(), folder) == 0;
+}
+
+std::string Changes(const Entry& before, const Entry& now) {
+    if (before.type != now.type) {
+        return std::string("type ") + NameOf(before.type) + " -> " +
+               NameOf(now.type);
+    }
+    if (before.contentsUnreadable != now.contentsUnreadable) {
+        return now.contentsUnreadable ? "contents unreadable"
+                                      : "contents readable";
+    }
+    if (now.type != Type::File && now.type != Type::Link) {
+        return "";
+    }
+
+    std::string changes;
+    const auto add = [&changes](const std::string& change) {
+        changes += (changes.empty() ? "" : ", ") + change;
+    };
+    if (before.size != now.size) {
+        add("size " + std::to_string(before.size) + " -> " +
+            std::to_string(now.size));
+    }
+    if (before.modified != now.modified) {
+        add("modified");
+    }
+    if (before.target != now.target) {
+        add("target " + Printable(before.target) + " -> " +
+            Printable(now.target));
+    }
+    return changes;
 }
 
 unsigned long long AddSizes(unsigned long long a, unsigned long long b) {

@@ -39,6 +39,9 @@ bool IsBefore(const std::string& path, const std::string& other);
 /// True when `path` lies in the folder `folder`, at any depth.
 bool IsBelow(const std::string& path, const std::string& folder);
 
+/// What has changed, for people; empty when nothing that counts has.
+std::string Changes(const Entry& before, const Entry& now);
+
 /// The sum, or the largest number where the sum is larger (sparse files claim
 /// what no disk holds).
 unsigned long long AddSizes(unsigned long long a, unsigned long long b);

@@ -15,6 +15,7 @@ const char kUsage[] =
     R"(Usage: inventory create FOLDER OUT.xml [--encoding NAME]
        inventory verify FOLDER IN.xml
        inventory show IN.xml
+       inventory copy IN.xml FOLDER TARGET
        inventory help [VERB]
 )";
 
@@ -24,15 +25,16 @@ Keeps an inventory of a folder, and of all folders in it, as an XML document.
   create    writes the inventory of FOLDER
   verify    compares FOLDER with its inventory
   show      prints totals and the largest files of an inventory
+  copy      copies the files of an inventory, and verifies the copies
   help      prints this, or the help of a verb
 
   -h, --help    prints the help of the verb
-  --            ends the options; whatever follows is a FOLDER or a document
+  --            ends the options; whatever follows is a folder or a document
 
 A name that holds a "%", or that cannot be shown as it is, is printed with "%"
 and every byte outside printable ASCII as %XX, in hexadecimal digits.
 
-Exit status: 0 done, 1 verify found differences, 2 an error.
+Exit status: 0 done, 1 verify or copy found differences, 2 an error.
 )";
 
 const char kCreateHelp[] =
@@ -92,16 +94,49 @@ largest files. An extension is what follows the last "." of a file's name.
 Exit status: 0 done, 2 an error.
 )";
 
+const char kCopyHelp[] =
+    R"(Usage: inventory copy IN.xml FOLDER TARGET
+
+Copies each file that IN.xml, an inventory of FOLDER, lists from FOLDER to the
+folder TARGET, as it is now, and compares the copy with it byte by byte. TARGET
+and the folders in it are made where they are missing. Nothing is overwritten,
+and nothing is copied out of TARGET: a symbolic link in it is not followed, but
+FOLDER and TARGET themselves may be one. Prints, in the order of the paths,
+
+  changed  PATH (WHAT)      copied, but not what IN.xml lists: another size or
+                            time of last modification
+  missing  PATH             in IN.xml, not in FOLDER
+  special  PATH (TYPE)      no file, in IN.xml or in FOLDER, and not copied
+  existing PATH             in TARGET before, which is left as it is
+  failed   PATH (WHY)       cannot be read or made; or the copy differs, which
+                            is then removed
+
+and the counts, in which changed files are also copied ones. Copies have the
+permissions of their files, less the umask, and where that is allowed their
+owner; they have new times. Folders with no file to copy are not made.
+
+  -h, --help        prints this
+  --                ends the options
+
+Exit status: 0 all copied as listed, 1 not so, 2 an error.
+)";
+
 struct VerbEntry {
     const char* name;
     Options::Verb verb;
     const char* help;
+    std::size_t operandCount;
+    const char* operands;
 };
 
 const VerbEntry kVerbs[] = {
-    {"create", Options::Verb::Create, kCreateHelp},
-    {"verify", Options::Verb::Verify, kVerifyHelp},
-    {"show", Options::Verb::Show, kShowHelp},
+    {"create", Options::Verb::Create, kCreateHelp, 2,
+     "a folder and a document"},
+    {"verify", Options::Verb::Verify, kVerifyHelp, 2,
+     "a folder and a document"},
+    {"show", Options::Verb::Show, kShowHelp, 1, "one document"},
+    {"copy", Options::Verb::Copy, kCopyHelp, 3,
+     "a document, a folder and a target"},
 };
 
 const VerbEntry& VerbNamed(const std::string& name) {
@@ -193,11 +228,8 @@ Options ParseOptions(const std::vector<std::string>& arguments) {
     if (sorted.help) {
         return HelpOptions(verb.help);
     }
-    const bool hasFolder = verb.verb != Options::Verb::Show;
-    const std::size_t wanted = hasFolder ? 2 : 1;
-    if (sorted.operands.size() != wanted) {
-        throw Failure(std::string(verb.name) + " takes " +
-                      (hasFolder ? "a folder and a document" : "one document") +
+    if (sorted.operands.size() != verb.operandCount) {
+        throw Failure(std::string(verb.name) + " takes " + verb.operands +
                       ", and was given " +
                       std::to_string(sorted.operands.size()) + " arguments");
     }
@@ -207,8 +239,15 @@ Options ParseOptions(const std::vector<std::string>& arguments) {
 
     Options options;
     options.verb = verb.verb;
-    options.folder = hasFolder ? sorted.operands.front() : "";
-    options.document = sorted.operands.back();
+    if (verb.verb == Options::Verb::Copy) {
+        options.document = sorted.operands[0];
+        options.folder = sorted.operands[1];
+        options.target = sorted.operands[2];
+    } else {
+        options.folder =
+            sorted.operands.size() > 1 ? sorted.operands.front() : "";
+        options.document = sorted.operands.back();
+    }
     options.encoding = sorted.encoding.value_or(options.encoding);
     return options;
 }

@@ -9,12 +9,13 @@
 namespace Inventory {
 
 struct Options {
-    enum class Verb { Help, Create, Verify, Show };
+    enum class Verb { Help, Create, Verify, Show, Copy };
 
     Verb verb = Verb::Help;
     std::string help;  // For Verb::Help: the text to print.
     std::string folder;
     std::string document;
+    std::string target;  // For Verb::Copy: the folder of the copies.
     std::string encoding = "UTF-8";
 };
 

@@ -13,6 +13,7 @@ enum ExitStatus { kDone = 0, kDifferent = 1, kError = 2 };
 ExitStatus Create(const Options& options);
 ExitStatus Verify(const Options& options);
 ExitStatus Show(const Options& options);
+ExitStatus Copy(const Options& options);
 
 }  // namespace Inventory
 

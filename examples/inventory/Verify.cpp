@@ -11,38 +11,6 @@ namespace Inventory {
 
 namespace {
 
-// What has changed, for people; empty when nothing has.
-std::string Changes(const Entry& before, const Entry& now) {
-    if (before.type != now.type) {
-        return std::string("type ") + NameOf(before.type) + " -> " +
-               NameOf(now.type);
-    }
-    if (before.contentsUnreadable != now.contentsUnreadable) {
-        return now.contentsUnreadable ? "contents unreadable"
-                                      : "contents readable";
-    }
-    if (now.type != Type::File && now.type != Type::Link) {
-        return "";
-    }
-
-    std::string changes;
-    const auto add = [&changes](const std::string& change) {
-        changes += (changes.empty() ? "" : ", ") + change;
-    };
-    if (before.size != now.size) {
-        add("size " + std::to_string(before.size) + " -> " +
-            std::to_string(now.size));
-    }
-    if (before.modified != now.modified) {
-        add("modified");
-    }
-    if (before.target != now.target) {
-        add("target " + Printable(before.target) + " -> " +
-            Printable(now.target));
-    }
-    return changes;
-}
-
 // The lines of the result, and their counts.
 class Comparison {
 public:

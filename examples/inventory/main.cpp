@@ -24,6 +24,8 @@ ExitStatus Do(const Options& options) {
             return Verify(options);
         case Options::Verb::Show:
             return Show(options);
+        case Options::Verb::Copy:
+            return Copy(options);
         case Options::Verb::Help:
             break;
     }
