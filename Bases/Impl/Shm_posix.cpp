@@ -28,8 +28,9 @@ key_t KeyOf(const char* name) {
     return static_cast<key_t>(hash);
 }
 
-// Whether shmat gave an address.
+// Whether shmat gave an address. Its failure value is an integer by its manual.
 bool IsMapped(const void* address) {
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): see above.
     return address != nullptr && address != reinterpret_cast<void*>(-1);
 }
 
