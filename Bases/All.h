@@ -20,6 +20,7 @@
 #include "Bases/Guid.h"
 #include "Bases/MemPool.h"
 #include "Bases/Module.h"
+#include "Bases/Pattern.h"
 #include "Bases/Random.h"
 #include "Bases/RegEx.h"
 #include "Bases/Seed.h"

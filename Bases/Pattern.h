@@ -1,0 +1,51 @@
+// Pattern: actions as objects, and lists of them.
+//
+// Errors   None; what a command throws passes.
+// Threads  One thread at a time for each object.
+
+#ifndef NOVU_BASES_PATTERN_H_
+#define NOVU_BASES_PATTERN_H_
+
+#include <list>
+
+#include "Bases/Export.h"
+
+namespace Novu {
+
+/// Something that can be done.
+class NOVU_API Command {
+public:
+    virtual ~Command();
+
+    virtual void Execute() = 0;
+};
+
+/// Commands that are done one after the other, in the order in which they were
+/// added. One of them may be a `MacroCommand` itself, whose commands then run
+/// in its place.
+class NOVU_API MacroCommand : public Command {
+public:
+    MacroCommand();  ///< Without commands.
+
+    MacroCommand(const MacroCommand&) = delete;  // Both would own the commands.
+    MacroCommand& operator=(const MacroCommand&) = delete;
+
+    ~MacroCommand() override;  ///< Deletes the commands, in their order.
+
+    /// Appends a command, made by plain new, and owns it from then on. Null is
+    /// stored and passed over. Where memory runs out, the command stays the
+    /// caller's.
+    /// By design [pattern-1]: nothing is checked. A command that is added twice
+    /// is executed twice, and deleted twice, which no program survives.
+    void Add(Command* command);
+
+    /// Executes each command. One that throws is the last.
+    void Execute() override;
+
+private:
+    std::list<Command*> children;  // Owned; in the order of Add.
+};
+
+}  // namespace Novu
+
+#endif  // NOVU_BASES_PATTERN_H_
