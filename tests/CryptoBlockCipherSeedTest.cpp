@@ -26,6 +26,7 @@
 #include "Bases/Crypto.h"
 #include "Bases/Seed.h"
 #include "tests/support/Allocation.h"
+#include "tests/support/CryptoOuts.h"
 #include "tests/support/OpenSslSeed.h"
 #include "tests/support/VirtualSlots.h"
 
@@ -36,6 +37,7 @@ using Novu::CryptoBlockCipherSeed;
 using NovuTest::AllocationLedger;
 using NovuTest::FailingAllocation;
 using NovuTest::NullAllocation;
+using NovuTest::Outs;
 
 using std::is_same_v;
 using std::string;
@@ -155,23 +157,7 @@ struct Cipher : CryptoBlockCipherSeed {
     }
 };
 
-// Out-arguments, full of junk beforehand.
-
-unsigned char junk = 0xA5;
-
-struct Outs {
-    Ulong consumed = 0xC0C0C0C0C0C0C0C0;
-    Block output = &junk;
-    Ulong outputLength = 0x0D0D0D0D0D0D0D0D;
-
-    bool operator==(const Outs&) const = default;
-};
-
-std::ostream& operator<<(std::ostream& out, const Outs& outs) {
-    return out << "consumed " << outs.consumed << ", output "
-               << static_cast<const void*>(outs.output) << ", output length "
-               << outs.outputLength;
-}
+// Out-arguments
 
 // All junk, but for an output length of 0.
 Outs OnlyTheLengthSet() {
@@ -202,7 +188,7 @@ Bytes Made(CryptoBlockCipherSeed& cipher, Way way, const Bytes& message,
     EXPECT_EQ(1, Call(cipher, way, room.data() + offset, message.size(), outs));
     EXPECT_TRUE(before == room) << "the input was written";
     EXPECT_EQ(message.size(), outs.consumed);
-    if (outs.output == &junk) {
+    if (outs.output == &NovuTest::outsJunk) {
         ADD_FAILURE() << "there is no output";
         return {};
     }

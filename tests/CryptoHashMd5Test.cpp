@@ -28,6 +28,7 @@
 
 #include "Bases/Crypto.h"
 #include "tests/support/Allocation.h"
+#include "tests/support/CryptoOuts.h"
 #include "tests/support/VirtualSlots.h"
 
 namespace {
@@ -36,6 +37,7 @@ using Novu::Crypto;
 using Novu::CryptoHashMd5;
 using NovuTest::AllocationLedger;
 using NovuTest::FailingAllocation;
+using NovuTest::Outs;
 
 using std::is_same_v;
 using std::string;
@@ -253,23 +255,7 @@ Digest Final(CryptoHashMd5& md5, RawContext context) {
     return digest;
 }
 
-// Out-arguments, full of junk beforehand.
-
-unsigned char junk = 0xA5;
-
-struct Outs {
-    Ulong consumed = 0xC0C0C0C0C0C0C0C0;
-    Block output = &junk;
-    Ulong outputLength = 0x0D0D0D0D0D0D0D0D;
-
-    bool operator==(const Outs&) const = default;
-};
-
-std::ostream& operator<<(std::ostream& out, const Outs& outs) {
-    return out << "consumed " << outs.consumed << ", output "
-               << static_cast<const void*>(outs.output) << ", output length "
-               << outs.outputLength;
-}
+// Out-arguments
 
 // All junk, but for what was consumed.
 Outs OnlyConsumed(Ulong length) {
@@ -292,7 +278,7 @@ string EncryptedText(Crypto& crypto, const string& message) {
     EXPECT_TRUE(before == input) << "the input was written";
     EXPECT_EQ(message.size(), outs.consumed);
     EXPECT_EQ(16U, outs.outputLength);
-    if (outs.output == &junk || outs.outputLength != 16) {
+    if (outs.output == &NovuTest::outsJunk || outs.outputLength != 16) {
         return "no digest";
     }
     const std::unique_ptr<unsigned char[]> owner(outs.output);

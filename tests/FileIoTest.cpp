@@ -15,7 +15,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
-#include <cstdarg>
 #include <cstdint>
 #include <cstring>
 #include <filesystem>
@@ -31,6 +30,7 @@
 #include "tests/support/Allocation.h"
 #include "tests/support/AsUser.h"
 #include "tests/support/Descriptors.h"
+#include "tests/support/FileCalls.h"
 #include "tests/support/NextSymbol.h"
 #include "tests/support/SystemCalls.h"
 #include "tests/support/TempDir.h"
@@ -40,86 +40,7 @@
 using NovuTest::Called;
 using NovuTest::NextSymbol;
 
-namespace {
-
-const void* passedBuffer = nullptr;  // By the last read or write.
-
-std::string WhenceText(int whence) {
-    switch (whence) {
-        case SEEK_SET:
-            return "SEEK_SET";
-        case SEEK_CUR:
-            return "SEEK_CUR";
-        case SEEK_END:
-            return "SEEK_END";
-        default:
-            return std::to_string(whence);
-    }
-}
-
-}  // namespace
-
 extern "C" {
-
-int open(const char* path, int flags, ...) {
-    static auto* const next = NextSymbol<int(const char*, int, ...)>("open");
-    mode_t mode = 0;
-    if ((flags & O_CREAT) != 0) {
-        va_list list;
-        va_start(list, flags);
-        mode = va_arg(list, mode_t);
-        va_end(list);
-    }
-    return Called(
-        "open", [&] { return NovuTest::OpenText(path, flags, mode); },
-        [&] { return next(path, flags, mode); });
-}
-
-int close(int fd) {
-    static auto* const next = NextSymbol<int(int)>("close");
-    return Called(
-        "close", [&] { return std::to_string(fd); }, [&] { return next(fd); });
-}
-
-ssize_t read(int fd, void* buffer, size_t size) {
-    static auto* const next = NextSymbol<ssize_t(int, void*, size_t)>("read");
-    return Called(
-        "read",
-        [&] {
-            passedBuffer = buffer;
-            return std::to_string(fd) + " " + std::to_string(size);
-        },
-        [&] { return next(fd, buffer, size); });
-}
-
-ssize_t write(int fd, const void* buffer, size_t size) {
-    static auto* const next =
-        NextSymbol<ssize_t(int, const void*, size_t)>("write");
-    return Called(
-        "write",
-        [&] {
-            passedBuffer = buffer;
-            return std::to_string(fd) + " " + std::to_string(size);
-        },
-        [&] { return next(fd, buffer, size); });
-}
-
-off_t lseek(int fd, off_t offset, int whence) noexcept {
-    static auto* const next = NextSymbol<off_t(int, off_t, int)>("lseek");
-    return Called(
-        "lseek",
-        [&] {
-            return std::to_string(fd) + " " + std::to_string(offset) + " " +
-                   WhenceText(whence);
-        },
-        [&] { return next(fd, offset, whence); });
-}
-
-int dup(int fd) noexcept {
-    static auto* const next = NextSymbol<int(int)>("dup");
-    return Called(
-        "dup", [&] { return std::to_string(fd); }, [&] { return next(fd); });
-}
 
 int fsync(int fd) {
     static auto* const next = NextSymbol<int(int)>("fsync");
@@ -133,6 +54,7 @@ namespace {
 
 using Novu::FileIo;
 using NovuTest::AsUser;
+using NovuTest::ContentOf;
 using NovuTest::Fails;
 using NovuTest::Log;
 using NovuTest::OpenDescriptors;
@@ -212,11 +134,6 @@ void OpenInvented(SystemCalls& calls, FileIo& io, int fd = 41) {
     ASSERT_TRUE(io.Open("p", kBoth, 0, kExisting));
     ASSERT_EQ(fd, DescriptorOf(io));
     calls.Take();
-}
-
-std::string ContentOf(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
 }
 
 std::string Text(const std::string& path, FileIo& io, unsigned int length) {
@@ -693,13 +610,13 @@ TEST_F(FileIoTest, OneReadIsOneReadAndOneWriteOneWrite) {
         const std::string arguments = " 41 " + std::to_string(row.length);
         for (const std::string function : {"read", "write"}) {
             calls.Script(function, {row.reply});
-            passedBuffer = nullptr;
+            NovuTest::PassedBuffer() = nullptr;
             errno = 0;
             EXPECT_EQ(row.count, function == "read"
                                      ? io.Read(buffer, row.length)
                                      : io.Write(buffer, row.length));
             EXPECT_EQ(row.reply.error, errno);
-            EXPECT_EQ(buffer, passedBuffer);
+            EXPECT_EQ(buffer, NovuTest::PassedBuffer());
             EXPECT_EQ(Log{function + arguments}, calls.Take());
             EXPECT_TRUE(io.IsOpened());
         }
@@ -1150,7 +1067,8 @@ std::optional<std::string> Step(std::mt19937& random, FileIo& io,
 TEST_F(FileIoTest, BehavesAsATextWithAPosition) {
     const TempDir temp;
     const std::string path = temp / "a";
-    std::mt19937 random(20240611);  // NOLINT(cert-msc*): the same each time.
+    const std::mt19937::result_type seed = 20240611;
+    std::mt19937 random(seed);
     Model model;
     FileIo io;
     ASSERT_TRUE(io.Open(path, kBoth, 0, 1));

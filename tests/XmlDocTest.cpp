@@ -440,6 +440,7 @@ namespace {
 using Novu::Guid;
 using Novu::XmlReader;
 using Novu::XmlWriter;
+using NovuTest::ContentOf;
 using NovuTest::GlobalLocale;
 using NovuTest::TempDir;
 
@@ -608,11 +609,6 @@ std::string Written(const std::function<void(XmlWriter&)>& write) {
     }
     return document.substr(kDeclaration.size(),
                            document.size() - kDeclaration.size() - 1);
-}
-
-std::string ContentOf(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(file), {});
 }
 
 Guid GuidOf(const char* text) {

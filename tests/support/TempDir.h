@@ -1,4 +1,5 @@
-// TempDir: a fresh directory that goes, with all that is in it, in the end.
+// TempDir: a fresh directory that goes, with all that is in it, in the end; and
+// what a file holds.
 
 #ifndef NOVU_BASES_TESTS_SUPPORT_TEMPDIR_H_
 #define NOVU_BASES_TESTS_SUPPORT_TEMPDIR_H_
@@ -7,6 +8,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <stdexcept>
 #include <string>
 #include <system_error>
@@ -52,6 +54,12 @@ public:
 private:
     std::string path;
 };
+
+/// All bytes of the file; none where it cannot be read.
+inline std::string ContentOf(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
 
 }  // namespace NovuTest
 
