@@ -43,6 +43,11 @@ if(Iconv_IS_BUILT_IN)
 else()
     set(iconv_libs "-liconv")
 endif()
+# Boost has no pkg-config file of its own.
+set(boost_cflags "")
+if(NOT Boost_INCLUDE_DIRS IN_LIST CMAKE_CXX_IMPLICIT_INCLUDE_DIRECTORIES)
+    set(boost_cflags " -I${Boost_INCLUDE_DIRS}")
+endif()
 configure_file(
     ${PROJECT_SOURCE_DIR}/cmake/novu-bases.pc.in
     ${PROJECT_BINARY_DIR}/novu-bases.pc

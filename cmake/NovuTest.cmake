@@ -1,5 +1,5 @@
-# novu_test(Service [LIBRARIES library...]): tests/ServiceTest.cpp as a program
-# of its own, each of its tests a test of ctest with a deadline.
+# novu_test(Service [LIBRARIES library...] [LABEL label]): tests/ServiceTest.cpp
+# as a program of its own, each of its tests a test of ctest with a deadline.
 #
 # A program for each service, since many of them stand in for functions of the
 # C library (readdir, iconv, ...) to make them fail: a stand-in that one service
@@ -10,21 +10,49 @@ include(GoogleTest)
 set(NOVU_TEST_DEADLINE 60) # seconds
 
 function(novu_test service)
-    cmake_parse_arguments(arg "" "" "LIBRARIES" ${ARGN})
-    set(program ${service}Test)
+    cmake_parse_arguments(arg "" "LABEL" "LIBRARIES" ${ARGN})
+    novu_test_program(${service}Test ${service}Test.cpp "${arg_LIBRARIES}")
+    gtest_discover_tests(
+        ${service}Test
+        DISCOVERY_TIMEOUT 60
+        PROPERTIES TIMEOUT ${NOVU_TEST_DEADLINE} LABELS "${arg_LABEL}"
+    )
+endfunction()
+
+# novu_mac_test(Service): tests/ServiceTest.cpp once more, as ServiceOnMacTest, on
+# the threads of macOS over a stand-in for its kernel.
+function(novu_mac_test service)
+    set(program ${service}OnMacTest)
+    novu_test_program(${program} ${service}Test.cpp NovuMacThreads)
+    gtest_discover_tests(
+        ${program}
+        TEST_SUFFIX .mac
+        DISCOVERY_TIMEOUT 60
+        PROPERTIES TIMEOUT ${NOVU_TEST_DEADLINE}
+    )
+endfunction()
+
+# novu_stress(Service [LABEL label]): tests/stress/ServiceStress.cpp, which does
+# the same very often; scripts/stress runs it again and again.
+function(novu_stress service)
+    cmake_parse_arguments(arg "" "LABEL" "" ${ARGN})
+    novu_test_program(${service}Stress stress/${service}Stress.cpp "")
+    gtest_discover_tests(
+        ${service}Stress
+        DISCOVERY_TIMEOUT 60
+        PROPERTIES TIMEOUT 300 LABELS "stress;${arg_LABEL}"
+    )
+endfunction()
+
+function(novu_test_program program source libraries)
     add_executable(
         ${program}
-        ${service}Test.cpp
+        ${source}
         ${PROJECT_SOURCE_DIR}/tests/support/SanitizerDefaults.cpp
     )
     target_link_libraries(
         ${program}
-        PRIVATE NovuTestSupport GTest::gtest_main ${arg_LIBRARIES}
+        PRIVATE NovuTestSupport GTest::gtest_main ${libraries}
     )
     novu_warnings(${program})
-    gtest_discover_tests(
-        ${program}
-        DISCOVERY_TIMEOUT 60
-        PROPERTIES TIMEOUT ${NOVU_TEST_DEADLINE}
-    )
 endfunction()

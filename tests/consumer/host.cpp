@@ -6,6 +6,7 @@
 #include <Bases/FileFind.h>
 #include <Bases/Guid.h>
 #include <Bases/String.h>
+#include <Bases/ThreadPool.h>
 #include <Bases/XmlDoc.h>
 #include <Bases/tchar.h>
 
@@ -92,6 +93,22 @@ void ConvertText() {
     Check(Novu::wcs_to_mbs(L"text") == "text", "wcs_to_mbs is wrong");
 }
 
+void RunTasks() {
+    Novu::ThreadTaskPool pool;
+    Check(pool.StartThread(0) == 1, "the pool was not started");
+    Novu::Event ran;
+    Check(ran.Create(1, 0, nullptr) == 1, "no event was created");
+    int tasks = 0;
+    pool.Post([&tasks] { ++tasks; });
+    pool.Post([&tasks, &ran] {
+        ++tasks;
+        ran.Set();
+    });
+    Check(ran.Wait(10000) == 1, "the tasks were not run");
+    pool.StopThread(0xFFFFFFFF, 0);
+    Check(tasks == 2, "a task was not run");
+}
+
 }  // namespace
 
 // The argument is an empty directory, with "/" at its end.
@@ -105,6 +122,7 @@ int main(int argc, char** argv) {
         ListDirectory(directory, "order.xml");
         PrintNumber();
         ConvertText();
+        RunTasks();
         Novu::BasesRelease();
     } catch (const std::exception& error) {
         std::fprintf(stderr, "host: %s\n", error.what());

@@ -1,0 +1,140 @@
+// SemPrimitives on Linux: a futex on the generation.
+//
+// What is left of the initial count is a number of its own, since a post
+// neither touches it nor adds to it.
+
+#include <linux/futex.h>
+#include <pthread.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <climits>
+#include <ctime>
+
+#include "Bases/Impl/SemPrimitives.h"
+
+namespace Novu {
+
+namespace {
+
+static_assert(sizeof(std::atomic<std::uint32_t>) == sizeof(std::uint32_t) &&
+              std::atomic<std::uint32_t>::is_always_lock_free);
+
+bool TakeInitial(KernelSemaphore& shared) {
+    std::uint32_t left = shared.semaphore;
+    while (left != 0) {
+        if (shared.semaphore.compare_exchange_weak(left, left - 1)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+// A sleeper from before the look at the generation until after the sleep.
+class Sleeper {
+public:
+    explicit Sleeper(KernelSemaphore& of) : shared(of) { ++shared.sleepers; }
+    Sleeper(const Sleeper&) = delete;
+    Sleeper& operator=(const Sleeper&) = delete;
+    ~Sleeper() { --shared.sleepers; }
+
+private:
+    KernelSemaphore& shared;
+};
+
+// The system call alone, as a cancellation point. A futex is none by itself, so
+// the thread lets itself be cancelled at any instruction of this function,
+// asynchronously, which is safe since it has nothing to clean up; and being a
+// function of its own that may throw, it is one whose callers are unwound.
+// Answers 0, or errno.
+[[gnu::noinline]] int SleepWhile(std::atomic<std::uint32_t>& word,
+                                 std::uint32_t expected,
+                                 const timespec* until) {
+    int before = 0;
+    // NOLINTNEXTLINE(cert-pos47-c,concurrency-thread-canceltype-asynchronous)
+    ::pthread_setcanceltype(PTHREAD_CANCEL_ASYNCHRONOUS, &before);
+    const long result =
+        ::syscall(SYS_futex, reinterpret_cast<std::uint32_t*>(&word),
+                  FUTEX_WAIT_BITSET_PRIVATE, expected, until, nullptr,
+                  FUTEX_BITSET_MATCH_ANY);
+    const int error = result == 0 ? 0 : errno;
+    int during = 0;
+    ::pthread_setcanceltype(before, &during);
+    return error;
+}
+
+// `until` is a time of the monotonic clock; null for no limit.
+Waited Sleep(KernelSemaphore& shared, std::uint32_t expected,
+             const timespec* until) {
+    const Sleeper sleeper(shared);
+    int error = 0;
+    while (shared.generation == expected) {
+        if (error == EINTR) {
+            return Waited::Interrupted;
+        }
+        if (error != 0 && error != EAGAIN) {
+            return Waited::Failed;
+        }
+        error = SleepWhile(shared.generation, expected, until);
+    }
+    return Waited::Taken;
+}
+
+timespec After(std::uint32_t seconds, std::uint32_t nanoseconds) {
+    timespec time{};
+    ::clock_gettime(CLOCK_MONOTONIC, &time);
+    time.tv_sec += seconds;
+    time.tv_nsec += nanoseconds;
+    if (time.tv_nsec >= 1000000000) {
+        time.tv_nsec -= 1000000000;
+        ++time.tv_sec;
+    }
+    return time;
+}
+
+}  // namespace
+
+bool KernelSemCreate(KernelSemaphore& shared, std::int32_t initialCount) {
+    if (initialCount < 0) {
+        return false;
+    }
+    shared.task = static_cast<std::uint32_t>(::getpid());
+    shared.semaphore = static_cast<std::uint32_t>(initialCount);
+    return true;
+}
+
+bool KernelSemDestroy(KernelSemaphore& shared) {
+    if (shared.task == 0) {
+        return false;
+    }
+    shared.task = 0;
+    return true;
+}
+
+Waited KernelSemWait(KernelSemaphore& shared, std::uint32_t expected) {
+    return TakeInitial(shared) ? Waited::Taken
+                               : Sleep(shared, expected, nullptr);
+}
+
+Waited KernelSemTimedWait(KernelSemaphore& shared, std::uint32_t expected,
+                          std::uint32_t seconds, std::uint32_t nanoseconds) {
+    if (TakeInitial(shared)) {
+        return Waited::Taken;
+    }
+    if (seconds == 0 && nanoseconds == 0) {
+        return shared.generation != expected ? Waited::Taken : Waited::Failed;
+    }
+    const timespec until = After(seconds, nanoseconds);
+    return Sleep(shared, expected, &until);
+}
+
+void KernelSemSignalAll(KernelSemaphore& shared) {
+    if (shared.sleepers != 0) {
+        ::syscall(SYS_futex,
+                  reinterpret_cast<std::uint32_t*>(&shared.generation),
+                  FUTEX_WAKE_PRIVATE, INT_MAX);
+    }
+}
+
+}  // namespace Novu

@@ -1,0 +1,146 @@
+// ThreadSync: locks, their guards, and events.
+//
+// Units    Timeouts are milliseconds: 0xFFFFFFFF waits without limit, 0 only
+//          tries.
+// Errors   Results only: 1 for done or true, 0 for failed or false.
+// Threads  Any may lock and unlock, set, reset and wait at once. Making,
+//          Create, Open, Close and destruction are for when nobody else uses
+//          the object.
+
+#ifndef NOVU_BASES_THREADSYNC_H_
+#define NOVU_BASES_THREADSYNC_H_
+
+#include <sys/types.h>
+
+#include <string>
+
+#include "Bases/Export.h"
+
+namespace Novu {
+
+class NovuEvent;
+class NovuSemaphore;
+
+/// A lock within the process. The thread that has it may lock it again, and
+/// unlocks it as often. Destroying a locked one is the caller's error.
+///
+/// To wait here is no cancellation point: a thread that is forced to stop
+/// (Thread.h) while it waits stops once it has the lock.
+class NOVU_API Cs {
+public:
+    Cs();
+
+    Cs(const Cs&) = delete;  // A copied mutex is none.
+    Cs& operator=(const Cs&) = delete;
+
+    ~Cs();
+
+    void Lock() const;
+    void Unlock() const;  ///< By the thread that has it.
+    int TryLock() const;  ///< 0 where another thread has it.
+
+private:
+    mutable pthread_mutex_t mutex;  // Recursive.
+};
+
+/// Has a `Cs` locked for a scope.
+class NOVU_API CsLocker {
+public:
+    CsLocker(const Cs& toLock);
+
+    CsLocker(const CsLocker&) = delete;  // A copy would unlock twice.
+    CsLocker& operator=(const CsLocker&) = delete;
+
+    virtual ~CsLocker();
+
+private:
+    const Cs* locked;  // Not owned.
+};
+
+/// A semaphore whose count begins with 1: of the process, or the system's where
+/// it has a name.
+///
+/// By design [threadsync-1]: it has no owner. A thread that has it waits when
+/// it locks it again; any thread may unlock it. With a name, each `Unlock` too
+/// many lets one more in.
+///
+/// @warning By design [threadsync-2]: without a name, `Unlock` lets in all who
+/// wait, and where nobody does, nothing is given back: the next `Lock` waits
+/// for another `Unlock`. Use `Cs` within a process.
+class NOVU_API Mutex {
+public:
+    Mutex();                  ///< Not created.
+    Mutex(const char* name);  ///< Tries `Create`.
+
+    Mutex(const Mutex&) = delete;  // Both would release the semaphore.
+    Mutex& operator=(const Mutex&) = delete;
+
+    /// As `Close`. @warning By design [sem-4]: removes a name for everyone.
+    ~Mutex();
+
+    /// 0 where it is created already, and where the system refuses; null is for
+    /// one of the process. As `NovuSemaphore::Create` with a count of 1.
+    int Create(const char* name);
+
+    /// By design [threadsync-3]: as `Create`, which also opens.
+    int Open(const char* name);
+
+    /// 1 when locked within the timeout.
+    /// By design [sem-3]: with a name, a limit is not waited for.
+    int Lock(unsigned int timeout);
+
+    void Unlock();
+    int IsOpened();  ///< As `NovuSemaphore::IsCreated`.
+    int Close();     ///< Always 1; not created afterwards.
+
+    NovuSemaphore* GetHandle();  ///< Owned by the mutex.
+
+private:
+    NovuSemaphore* semaphore;             // Owned.
+    [[maybe_unused]] std::string unused;  // Part of the layout.
+};
+
+/// Waits for a `Mutex` without limit, and unlocks it at the end of the scope.
+/// By design [threadsync-4]: it also does the latter where the wait failed, as
+/// it does on a mutex that is not created.
+class NOVU_API MutexLocker {
+public:
+    MutexLocker(Mutex& toLock);
+
+    MutexLocker(const MutexLocker&) = delete;  // A copy would unlock twice.
+    MutexLocker& operator=(const MutexLocker&) = delete;
+
+    virtual ~MutexLocker();
+
+private:
+    Mutex* locked;  // Not owned.
+};
+
+/// A `NovuEvent` (Sem.h, which has the rules), under a public name.
+class NOVU_API Event {
+public:
+    Event();  ///< Manual reset, not set, not opened.
+
+    Event(const Event&) = delete;  // Both would release the event.
+    Event& operator=(const Event&) = delete;
+
+    ~Event();
+
+    int Create(int manualReset, int initialState, const char* name);
+    int Open(const char* name);  ///< By design [sem-12]: automatic reset.
+    int IsOpened();
+    int Set();
+    int Reset();
+    int Wait(unsigned int timeout);  ///< 1 when set within the timeout.
+    void Close();
+
+    NovuEvent* GetHandle();  ///< Owned by the event.
+
+private:
+    NovuEvent* event;                     // Owned.
+    [[maybe_unused]] std::string unused;  // Part of the layout.
+};
+
+}  // namespace Novu
+
+#endif  // NOVU_BASES_THREADSYNC_H_

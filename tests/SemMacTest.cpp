@@ -1,0 +1,242 @@
+// Bases/Sem.h on macOS: the calls of its kernel, over a stand-in that records
+// them, such as "semaphore_timedwait 1.500000000" (seconds).
+
+#include <gtest/gtest.h>
+
+#include <deque>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "Bases/Sem.h"
+#include "tests/mach/MachSemaphores.h"
+
+namespace {
+
+using Novu::NovuEvent;
+using Novu::NovuSemaphore;
+using NovuTest::MachCalls;
+using NovuTest::MachSemaphoresAlive;
+
+using Calls = std::vector<std::string>;
+
+const unsigned int kNoLimit = 0xFFFFFFFF;
+const int kSuccess = 0;
+const int kInvalidArgument = 4;
+const int kAborted = 14;
+const int kTimedOut = 49;
+
+const char kWait[] = "semaphore_wait";
+const char kTimedWait[] = "semaphore_timedwait";
+const char kSignalAll[] = "semaphore_signal_all";
+const char kDestroy[] = "semaphore_destroy";
+
+// Two threads sleep before a third does something about it.
+template <typename Condition>
+void Until(Condition condition) {
+    while (!condition()) {
+        std::this_thread::yield();
+    }
+}
+
+TEST(SemMacTest, CreateAsksForFirstInFirstOutAndTheCount) {
+    const struct {
+        int line;
+        NovuSemaphore::SemInitState state;
+        const char* call;
+    } rows[] = {
+        {__LINE__, NovuSemaphore::NotSignalled, "semaphore_create 0 0"},
+        {__LINE__, NovuSemaphore::Signalled, "semaphore_create 0 1"},
+        {__LINE__, static_cast<NovuSemaphore::SemInitState>(7),
+         "semaphore_create 0 7"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE("row at line " + std::to_string(row.line));
+        MachCalls calls;
+        NovuSemaphore semaphore;
+        EXPECT_EQ(1, semaphore.Create(row.state, nullptr, 0));
+        EXPECT_EQ(Calls{row.call}, calls.Take());
+        EXPECT_EQ(1UL, MachSemaphoresAlive());
+        EXPECT_EQ(1, semaphore.Destroy());
+        EXPECT_EQ(Calls{kDestroy}, calls.Take());
+        EXPECT_EQ(0UL, MachSemaphoresAlive());
+    }
+}
+
+TEST(SemMacTest, ACreateThatFailsLeavesASemaphoreOnWhichNothingWorks) {
+    MachCalls calls;
+    calls.Script("semaphore_create", {kInvalidArgument});
+    NovuSemaphore semaphore;
+    EXPECT_EQ(0, semaphore.Create(NovuSemaphore::Signalled, nullptr, 0));
+    EXPECT_EQ(1, semaphore.IsCreated());
+    calls.Take();
+
+    int count = 4711;
+    EXPECT_EQ(0, semaphore.Wait(kNoLimit));
+    EXPECT_EQ(0, semaphore.Wait(0));
+    EXPECT_EQ(0, semaphore.Wait(5));
+    semaphore.Post();
+    EXPECT_EQ(0, semaphore.GetSemCounts(count));
+    EXPECT_EQ(4711, count);
+    EXPECT_EQ(0, semaphore.Create(NovuSemaphore::Signalled, nullptr, 0));
+    EXPECT_EQ(Calls{}, calls.Take());
+
+    // Destroyed all the same, whatever the kernel thinks of it.
+    EXPECT_EQ(1, semaphore.Destroy());
+    EXPECT_EQ(Calls{kDestroy}, calls.Take());
+    EXPECT_EQ(0, semaphore.IsCreated());
+    EXPECT_EQ(1, semaphore.Create(NovuSemaphore::Signalled, nullptr, 0));
+}
+
+TEST(SemMacTest, TheDestructorDestroys) {
+    MachCalls calls;
+    {
+        NovuSemaphore semaphore;
+        ASSERT_EQ(1, semaphore.Create(NovuSemaphore::Signalled, nullptr, 0));
+        calls.Take();
+    }
+    EXPECT_EQ(Calls{kDestroy}, calls.Take());
+    {
+        NovuEvent event;
+        ASSERT_EQ(1, event.Create(1, 0, nullptr));
+        calls.Take();
+    }
+    EXPECT_EQ(Calls{kDestroy}, calls.Take());
+    EXPECT_EQ(0UL, MachSemaphoresAlive());
+}
+
+TEST(SemMacTest, ATimeoutIsPassedOnInSecondsAndNanoseconds) {
+    const struct {
+        int line;
+        unsigned int timeout;
+        const char* limit;
+    } rows[] = {
+        {__LINE__, 0, "0.000000000"},
+        {__LINE__, 1, "0.001000000"},
+        {__LINE__, 999, "0.999000000"},
+        {__LINE__, 1000, "1.000000000"},
+        {__LINE__, 61500, "61.500000000"},
+        {__LINE__, 0xFFFFFFFE, "4294967.294000000"},
+    };
+    MachCalls calls;
+    NovuSemaphore semaphore;
+    ASSERT_EQ(1, semaphore.Create(NovuSemaphore::NotSignalled, nullptr, 0));
+    for (const auto& row : rows) {
+        SCOPED_TRACE("row at line " + std::to_string(row.line));
+        calls.Take();
+        calls.Script(kTimedWait, {kTimedOut});
+        EXPECT_EQ(0, semaphore.Wait(row.timeout));
+        EXPECT_EQ(Calls{std::string(kTimedWait) + " " + row.limit},
+                  calls.Take());
+    }
+}
+
+// Each attempt has the whole limit, and the count falls once for both.
+TEST(SemMacTest, AnInterruptedTimedWaitIsTriedOnceMore) {
+    const struct {
+        int line;
+        std::deque<int> results;
+        int result;
+        unsigned int attempts;
+    } rows[] = {
+        {__LINE__, {kSuccess}, 1, 1},
+        {__LINE__, {kTimedOut}, 0, 1},
+        {__LINE__, {kInvalidArgument}, 0, 1},
+        {__LINE__, {kAborted, kSuccess}, 1, 2},
+        {__LINE__, {kAborted, kTimedOut}, 0, 2},
+        {__LINE__, {kAborted, kInvalidArgument}, 0, 2},
+        {__LINE__, {kAborted, kAborted, kSuccess}, 0, 2},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE("row at line " + std::to_string(row.line));
+        for (const unsigned int timeout : {0U, 1500U}) {
+            MachCalls calls;
+            NovuSemaphore semaphore;
+            ASSERT_EQ(1,
+                      semaphore.Create(NovuSemaphore::Signalled, nullptr, 0));
+            calls.Take();
+            calls.Script(kTimedWait, row.results);
+            EXPECT_EQ(row.result, semaphore.Wait(timeout));
+            EXPECT_EQ(Calls(row.attempts, std::string(kTimedWait) +
+                                              (timeout == 0 ? " 0.000000000"
+                                                            : " 1.500000000")),
+                      calls.Take());
+            int count = 4711;
+            EXPECT_EQ(1, semaphore.GetSemCounts(count));
+            EXPECT_EQ(0, count);
+        }
+    }
+}
+
+TEST(SemMacTest, AWaitWithoutLimitIsTriedOnce) {
+    for (const int failure : {kAborted, kInvalidArgument}) {
+        MachCalls calls;
+        NovuSemaphore semaphore;
+        ASSERT_EQ(1, semaphore.Create(NovuSemaphore::NotSignalled, nullptr, 0));
+        calls.Take();
+        calls.Script(kWait, {failure, kSuccess});
+        EXPECT_EQ(0, semaphore.Wait(kNoLimit));
+        EXPECT_EQ(Calls{kWait}, calls.Take());
+        EXPECT_EQ(1, semaphore.Wait(kNoLimit));
+        int count = 4711;
+        EXPECT_EQ(1, semaphore.GetSemCounts(count));
+        EXPECT_EQ(-2, count);
+    }
+}
+
+TEST(SemMacTest, APostSignalsAllAndClearsTheCountWhateverTheKernelAnswers) {
+    for (const int result : {kSuccess, kInvalidArgument}) {
+        MachCalls calls;
+        NovuSemaphore semaphore;
+        ASSERT_EQ(1, semaphore.Create(NovuSemaphore::Signalled, nullptr, 0));
+        calls.Take();
+        calls.Script(kSignalAll, {result});
+        semaphore.Post();
+        EXPECT_EQ(Calls{kSignalAll}, calls.Take());
+        int count = 4711;
+        EXPECT_EQ(1, semaphore.GetSemCounts(count));
+        EXPECT_EQ(0, count);
+    }
+}
+
+TEST(SemMacTest, AnEventIsPostedOncePerSet) {
+    MachCalls calls;
+    NovuEvent event;
+    ASSERT_EQ(1, event.Create(1, 0, nullptr));
+    calls.Take();
+    EXPECT_EQ(1, event.Set());
+    EXPECT_EQ(Calls{kSignalAll}, calls.Take());
+    EXPECT_EQ(1, event.Set());
+    EXPECT_EQ(1, event.Wait(kNoLimit));
+    EXPECT_EQ(Calls{}, calls.Take());
+}
+
+// A post that is found when the wait has failed counts.
+TEST(SemMacTest, ASetThatCameBeforeTheSleepCountsAtTheEndOfTheTime) {
+    NovuEvent event;
+    ASSERT_EQ(1, event.Create(1, 0, nullptr));
+    MachCalls calls;
+    calls.Script(kTimedWait, {kTimedOut});
+    calls.Before(kTimedWait, [&] { event.Set(); });
+    EXPECT_EQ(1, event.Wait(1000));
+}
+
+// [sem-9] Between the look and the sleep nobody is there to be woken.
+TEST(SemMacTest, ASetBeforeTheSleepDoesNotEndIt) {
+    NovuEvent event;
+    ASSERT_EQ(1, event.Create(1, 0, nullptr));
+    MachCalls calls;
+    calls.Before(kWait, [&] { event.Set(); });
+    int result = -1;
+    std::thread waiter([&] { result = event.Wait(kNoLimit); });
+    Until([] { return NovuTest::MachSleepers() == 1; });
+
+    // Asleep on an event that is set; only a post wakes it.
+    EXPECT_EQ(1, event.Set());
+    EXPECT_EQ(1UL, NovuTest::MachSleepers());
+    event.GetSemaphore()->Post();
+    waiter.join();
+    EXPECT_EQ(1, result);
+}
+
+}  // namespace

@@ -1,0 +1,383 @@
+// What the contracts of Bases/Thread.h, ThreadSync.h and ThreadPool.h promise
+// on Linux alone: which system calls are made, and that no wake-up is lost.
+//
+// A thread that has a Calls has its system calls counted.
+
+#include <gtest/gtest.h>
+#include <linux/futex.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstddef>
+#include <ctime>
+#include <functional>
+#include <new>
+#include <random>
+#include <thread>
+#include <utility>
+
+#include "Bases/Sem.h"
+#include "Bases/Thread.h"
+#include "Bases/ThreadPool.h"
+#include "Bases/ThreadSync.h"
+#include "tests/support/Allocation.h"
+#include "tests/support/NextSymbol.h"
+
+namespace {
+
+struct Calls {
+    std::atomic<int> all = 0;
+    std::atomic<int> waits = 0;  // Of a futex,
+    std::atomic<int> wakes = 0;
+
+    // Of the waits with a limit, which is a time of the monotonic clock.
+    std::atomic<int> timedWaits = 0;
+    std::atomic<long long> longestLimit = 0;  // From now on, in nanoseconds.
+};
+
+thread_local Calls* counted = nullptr;  // Of this thread.
+
+long long Nanoseconds(const timespec& time) {
+    return time.tv_sec * 1000000000LL + time.tv_nsec;
+}
+
+void CountWait(Calls& calls, const timespec* limit) {
+    ++calls.waits;
+    if (limit == nullptr) {
+        return;
+    }
+    ++calls.timedWaits;
+    timespec now{};
+    ::clock_gettime(CLOCK_MONOTONIC, &now);
+    const long long left = Nanoseconds(*limit) - Nanoseconds(now);
+    if (calls.longestLimit < left) {
+        calls.longestLimit = left;
+    }
+}
+
+void Count(Calls& calls, long number, long operation, const void* limit) {
+    ++calls.all;
+    if (number != SYS_futex) {
+        return;
+    }
+    switch (static_cast<int>(operation) & FUTEX_CMD_MASK) {
+        case FUTEX_WAIT_BITSET:
+            CountWait(calls, static_cast<const timespec*>(limit));
+            break;
+        case FUTEX_WAKE:
+            ++calls.wakes;
+            break;
+        default:
+            break;
+    }
+}
+
+}  // namespace
+
+// As syscall, with all the arguments that a call may have: those that the
+// caller has not passed are passed on as they are found.
+extern "C" long CountedSystemCall(long number, long first, long second,
+                                  long third, void* fourth, long fifth,
+                                  long sixth) __asm__("syscall");
+
+extern "C" long CountedSystemCall(long number, long first, long second,
+                                  long third, void* fourth, long fifth,
+                                  long sixth) {
+    static auto* const next =
+        NovuTest::NextSymbol<long(long, long, long, long, void*, long, long)>(
+            "syscall");
+    if (counted != nullptr) {
+        Count(*counted, number, second, fourth);
+    }
+    return next(number, first, second, third, fourth, fifth, sixth);
+}
+
+namespace {
+
+using Novu::Event;
+using Novu::Mutex;
+using Novu::NovuEvent;
+using Novu::Thread;
+using Novu::ThreadTaskPool;
+using NovuTest::AllocationLedger;
+using NovuTest::FailEachAllocation;
+using std::chrono::milliseconds;
+
+const unsigned int kNoLimit = 0xFFFFFFFF;
+
+// A test that hangs ends the program.
+class ThreadLinuxTest : public testing::Test {
+protected:
+    ThreadLinuxTest() { ::alarm(50); }
+    ~ThreadLinuxTest() override { ::alarm(0); }
+};
+
+void SleepFor(milliseconds time) { std::this_thread::sleep_for(time); }
+
+template <typename Condition>
+bool Eventually(Condition holds) {
+    const auto end = std::chrono::steady_clock::now() + milliseconds(20000);
+    while (!holds()) {
+        if (std::chrono::steady_clock::now() > end) {
+            return false;
+        }
+        SleepFor(milliseconds(1));
+    }
+    return true;
+}
+
+// Counts the calls of this thread.
+class Counting {
+public:
+    Counting() { counted = &calls; }
+    Counting(const Counting&) = delete;
+    Counting& operator=(const Counting&) = delete;
+    ~Counting() { counted = nullptr; }
+
+    const Calls* operator->() const { return &calls; }
+
+private:
+    Calls calls;
+};
+
+class Worker : public Thread {
+public:
+    explicit Worker(std::function<void(Worker&)> body) : run(std::move(body)) {}
+    Worker(const Worker&) = delete;
+    Worker& operator=(const Worker&) = delete;
+    ~Worker() override { Worker::StopThread(kNoLimit, 1); }
+
+    int OnThreadEntry() override {
+        run(*this);
+        return 0;
+    }
+
+private:
+    std::function<void(Worker&)> run;
+};
+
+// System calls
+
+TEST_F(ThreadLinuxTest, ALookForAStopIsNoSystemCall) {
+    std::atomic<bool> looked = false;
+    Worker worker([&](Worker& self) {
+        const Counting counting;
+        for (int n = 0; n < 1000; ++n) {
+            EXPECT_EQ(0, self.IsStopThread(0));
+        }
+        EXPECT_EQ(0, counting->all);
+        EXPECT_EQ(0, self.IsStopThread(1));
+        EXPECT_EQ(1, counting->all);
+        EXPECT_EQ(1, counting->timedWaits);
+        looked = true;
+    });
+    EXPECT_EQ(1, worker.StartThread(0));
+    EXPECT_TRUE(Eventually([&] { return looked.load(); }));
+}
+
+TEST_F(ThreadLinuxTest, ATryIsNoSystemCall) {
+    const Counting counting;
+    Mutex mutex(nullptr);
+    EXPECT_EQ(1, mutex.Lock(0));
+    EXPECT_EQ(0, mutex.Lock(0));
+    mutex.Unlock();
+    EXPECT_EQ(0, mutex.Lock(0));
+    Event event;
+    EXPECT_EQ(1, event.Create(1, 0, nullptr));
+    EXPECT_EQ(0, event.Wait(0));
+    EXPECT_EQ(1, event.Set());
+    EXPECT_EQ(1, event.Wait(kNoLimit));
+    EXPECT_EQ(1, event.Reset());
+    EXPECT_EQ(0, counting->all);
+    // A limit is one.
+    EXPECT_EQ(0, mutex.Lock(1));
+    EXPECT_EQ(0, event.Wait(1));
+    EXPECT_EQ(2, counting->all);
+    EXPECT_EQ(2, counting->timedWaits);
+}
+
+TEST_F(ThreadLinuxTest, AnIdleWorkerWakesEvery100Milliseconds) {
+    Calls calls;
+    ThreadTaskPool pool;
+    EXPECT_EQ(1, pool.StartThread(0));
+    pool.Post([&] { counted = &calls; });
+    EXPECT_TRUE(Eventually([&] { return calls.waits > 0; }));
+    const auto begin = std::chrono::steady_clock::now();
+    const int before = calls.waits;
+    // The first may have been about to begin.
+    EXPECT_TRUE(Eventually([&] { return calls.waits >= before + 10; }));
+    const int waits = calls.waits - before;
+    EXPECT_LE(milliseconds(100) * (waits - 1),
+              std::chrono::steady_clock::now() - begin);
+    std::atomic<bool> done = false;
+    pool.Post([&] {
+        counted = nullptr;
+        done = true;
+    });
+    EXPECT_TRUE(Eventually([&] { return done.load(); }));
+    pool.StopThread(kNoLimit, 1);
+    EXPECT_EQ(calls.all, calls.waits);
+    EXPECT_EQ(calls.waits, calls.timedWaits);
+    EXPECT_GE(100000000, calls.longestLimit);
+}
+
+TEST_F(ThreadLinuxTest, APostToABusyWorkerIsNoSystemCall) {
+    std::atomic<bool> begun = false;
+    std::atomic<bool> release = false;
+    std::atomic<int> ran = 0;
+    ThreadTaskPool pool;
+    {
+        const Counting counting;
+        pool.Post([&] {
+            begun = true;
+            while (!release) {
+                SleepFor(milliseconds(1));
+            }
+        });
+        // Nobody sleeps yet.
+        EXPECT_EQ(0, counting->all);
+    }
+    EXPECT_EQ(1, pool.StartThread(0));
+    EXPECT_TRUE(Eventually([&] { return begun.load(); }));
+    const int posts = 100;
+    {
+        const Counting counting;
+        for (int n = 0; n < posts; ++n) {
+            pool.Post([&] { ++ran; });
+        }
+        EXPECT_EQ(0, counting->all);
+    }
+    release = true;
+    EXPECT_TRUE(Eventually([&] { return ran == posts; }));
+    // One that is idle is woken, unless it has just woken by itself.
+    const Counting counting;
+    EXPECT_TRUE(Eventually([&] {
+        pool.Post([] {});
+        return counting->wakes != 0;
+    }));
+}
+
+// Memory
+
+// What a Thread is, after its virtual table and its handler.
+NovuEvent* EventOf(Thread& thread, std::size_t which) {
+    void* const object = &thread;
+    void* const field =
+        static_cast<char*>(object) + (3 + which) * sizeof(void*);
+    return *static_cast<NovuEvent**>(field);
+}
+
+TEST_F(ThreadLinuxTest, AStartThatFailsForWantOfMemoryLeavesNothing) {
+    for (const int suspended : {0, 1}) {
+        std::atomic<int> bodies = 0;
+        for (unsigned long n = 1;; ++n) {
+            Worker worker([&](Worker& /*self*/) { ++bodies; });
+            bool failed = false;
+            {
+                const AllocationLedger ledger;
+                try {
+                    const NovuTest::FailingAllocation failing(n);
+                    worker.StartThread(suspended);
+                } catch (const std::bad_alloc&) {
+                    failed = true;
+                }
+                if (failed) {
+                    EXPECT_EQ(0U, ledger.Blocks());
+                }
+            }
+            if (!failed) {
+                // The handle, and what the thread is given, at least.
+                EXPECT_LE(2U, n - 1);
+                EXPECT_EQ(1, worker.IsThreadRunning());
+                break;
+            }
+            EXPECT_EQ(0, worker.IsThreadRunning());
+            EXPECT_EQ(nullptr, worker.GetHandle());
+            EXPECT_EQ(1, worker.IsStopThread(0));
+            for (const std::size_t which : {0U, 1U, 2U}) {
+                EXPECT_EQ(0, EventOf(worker, which)->IsOpened());
+            }
+            const int before = bodies;
+            EXPECT_EQ(1, worker.StartThread(suspended));
+            worker.StopThread(kNoLimit, 1);
+            EXPECT_EQ(before + 1, bodies);
+        }
+    }
+}
+
+TEST_F(ThreadLinuxTest, APostThatFailsDoesNotSetTheEvent) {
+    ThreadTaskPool pool;
+    void* const object = &pool;
+    void* const field =
+        static_cast<char*>(object) + sizeof(ThreadTaskPool) - sizeof(Event);
+    Event* const event = static_cast<Event*>(field);
+    EXPECT_EQ(1U, FailEachAllocation([&] { pool.Post([] {}); },
+                                     [&] { EXPECT_EQ(0, event->Wait(0)); }));
+    EXPECT_EQ(1, event->Wait(0));
+}
+
+// No wake-up is lost: what is lost hangs.
+
+const int kRounds = 2000;
+
+TEST_F(ThreadLinuxTest, EveryStopIsSeen) {
+    const std::function<void(Worker&)> bodies[] = {
+        [](Worker& /*self*/) {},
+        [](Worker& self) {
+            while (self.IsStopThread(0) == 0) {
+            }
+        },
+        [](Worker& self) {
+            EXPECT_EQ(1, self.GetStopThreadEvent()->Wait(kNoLimit));
+        },
+        [](Worker& self) { EXPECT_EQ(1, self.IsStopThread(10000000)); },
+    };
+    for (const auto& body : bodies) {
+        int ran = 0;
+        Worker worker([&](Worker& self) {
+            body(self);
+            ++ran;
+        });
+        for (int round = 1; round <= kRounds / 4; ++round) {
+            ASSERT_EQ(1, worker.StartThread(round % 2));
+            worker.StopThread(kNoLimit, 1);
+            ASSERT_EQ(round, ran);
+            ASSERT_EQ(0, worker.IsThreadRunning());
+        }
+    }
+}
+
+TEST_F(ThreadLinuxTest, EveryResumptionIsSeen) {
+    std::atomic<int> ran = 0;
+    Worker worker([&](Worker& /*self*/) { ++ran; });
+    for (int round = 1; round <= kRounds / 4; ++round) {
+        ASSERT_EQ(1, worker.StartThread(1));
+        ASSERT_EQ(1, worker.ResumeThread());
+        while (ran != round) {
+            std::this_thread::yield();
+        }
+        worker.StopThread(kNoLimit, 0);
+    }
+}
+
+TEST_F(ThreadLinuxTest, EveryStopOfAPoolIsSeen) {
+    std::mt19937 engine(20000);
+    std::uniform_int_distribution<int> tasks(0, 3);
+    ThreadTaskPool pool;
+    std::atomic<int> ran = 0;
+    int posted = 0;
+    for (int round = 1; round <= kRounds / 4; ++round) {
+        ASSERT_EQ(1, pool.StartThread(0));
+        for (int n = tasks(engine); n > 0; --n) {
+            pool.Post([&] { ++ran; });
+            ++posted;
+        }
+        pool.StopThread(kNoLimit, 1);
+        ASSERT_EQ(0, pool.IsThreadRunning());
+        ASSERT_LE(ran, posted);
+    }
+}
+
+}  // namespace
