@@ -3,13 +3,14 @@
 // Shape    Without a name a semaphore belongs to the process; with one it is
 //          the system's, found by that name (POSIX sem_open).
 // Units    Timeouts are milliseconds: 0xFFFFFFFF waits without limit, 0 only
-//          tries, without a system call where there is no name.
+//          tries (on Linux without a system call where there is no name).
 // Errors   Results only: 1 for done or true, 0 for failed or false.
 // Threads  Any may wait, post, set and reset at once. Create, Destroy, Close
-//          and destruction are for when nobody else uses the object: a thread
-//          that was woken waits with them until the other's call has returned.
+//          and destruction are for when no other thread's call is under way; a
+//          wait may return before the post or set that ended it.
 //
-// A wait is a cancellation point: a forced stop of a thread (Thread.h) ends it.
+// A wait that sleeps is a cancellation point: a forced stop of a thread
+// (Thread.h) ends it.
 //
 // By design [sem-1]: a signal handler ends a wait without limit early, with the
 // result 0, unless it was installed with SA_RESTART. A wait with a limit begins
@@ -149,7 +150,8 @@ public:
     /// By design [sem-15]: an event that was set stays set.
     void Close();
 
-    NovuSemaphore* GetSemaphore();  ///< Owned by the event.
+    /// Owned by the event, which alone creates and destroys it.
+    NovuSemaphore* GetSemaphore();
 
 private:
     [[gnu::visibility("hidden")]] int CreateSemaphore(unsigned int state,

@@ -11,9 +11,10 @@
 //          looks.
 // Errors   Results only: 1 for done or true, 0 for failed or false.
 // Threads  One thread owns the object: it starts, stops and destroys it.
-//          StopThreadEvent, ResumeThread and IsStopThread are for any thread,
-//          from StartThread's return until StopThread's beginning; the body may
-//          call IsStopThread and GetStopThreadEvent at any time.
+//          StopThreadEvent, ResumeThread, IsStopThread and IsThreadRunning are
+//          for any thread, from StartThread's return until StopThread's
+//          beginning; the body may call IsStopThread and GetStopThreadEvent at
+//          any time.
 
 #ifndef NOVU_BASES_THREAD_H_
 #define NOVU_BASES_THREAD_H_
@@ -56,8 +57,8 @@ public:
     Thread& operator=(const Thread&) = delete;
 
     /// As this class's own `StopThread(0xFFFFFFFF, 1)`: it waits for the body,
-    /// however long that takes. A derived class calls `StopThread` in its own
-    /// destructor, since its overrides are gone here.
+    /// however long that takes, and cannot be cancelled. A derived class calls
+    /// `StopThread` in its own destructor, since its overrides are gone here.
     virtual ~Thread();
 
     /// Stops the thread, where it is running: asks it to stop, lets it go on
@@ -66,12 +67,16 @@ public:
     /// afterwards; otherwise it is running still.
     ///
     /// A forced stop cancels the thread: the body ends at its next cancellation
-    /// point (a wait of this library, `read`, `usleep`, ...), and its
-    /// destructors run. This waits until it has. A body must let the unwinding
-    /// pass: no function on the way is noexcept, and a `catch (...)` throws
-    /// again. To wait for a `Cs` is no cancellation point.
+    /// point (a wait of this library that sleeps, `read`, `usleep`, ...), and
+    /// its destructors run. This waits until it has. A body must let the
+    /// unwinding pass: no function on the way is noexcept, and a `catch (...)`
+    /// throws again. Destructors are noexcept, so one that comes to a
+    /// cancellation point (`close`, a wait) ends the process, unless it
+    /// disables cancellation (`pthread_setcancelstate`), as those of this
+    /// library do. To wait for a `Cs` is no cancellation point.
     ///
-    /// Not to be called by the thread itself.
+    /// Not to be called by the thread itself, whose body is to return, and not
+    /// to end the thread in another way.
     ///
     /// By design [thread-3]: without a limit there is no moment at which to
     /// force; a body that ignores the request is waited for, for ever.

@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cstddef>
+#include <cstdint>
 #include <deque>
 #include <string>
 #include <thread>
@@ -10,11 +12,15 @@
 
 #include "Bases/Sem.h"
 #include "tests/mach/MachSemaphores.h"
+#include "tests/support/FieldAt.h"
+
+extern "C" unsigned int mach_task_self_;
 
 namespace {
 
 using Novu::NovuEvent;
 using Novu::NovuSemaphore;
+using NovuTest::FieldAt;
 using NovuTest::MachCalls;
 using NovuTest::MachSemaphoresAlive;
 
@@ -49,6 +55,8 @@ TEST(SemMacTest, CreateAsksForFirstInFirstOutAndTheCount) {
         {__LINE__, NovuSemaphore::Signalled, "semaphore_create 0 1"},
         {__LINE__, static_cast<NovuSemaphore::SemInitState>(7),
          "semaphore_create 0 7"},
+        {__LINE__, static_cast<NovuSemaphore::SemInitState>(0x7FFFFFFF),
+         "semaphore_create 0 2147483647"},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE("row at line " + std::to_string(row.line));
@@ -237,6 +245,96 @@ TEST(SemMacTest, ASetBeforeTheSleepDoesNotEndIt) {
     event.GetSemaphore()->Post();
     waiter.join();
     EXPECT_EQ(1, result);
+}
+
+// Nobody who is released sees the count as it was.
+TEST(SemMacTest, TheCountIsClearedBeforeTheSignal) {
+    NovuEvent event;
+    ASSERT_EQ(1, event.Create(1, 0, nullptr));
+    NovuSemaphore& semaphore = *event.GetSemaphore();
+    for (const bool sets : {false, true}) {
+        EXPECT_EQ(0, event.Wait(0));
+        int count = 4711;
+        EXPECT_EQ(1, semaphore.GetSemCounts(count));
+        EXPECT_EQ(-1, count);
+        MachCalls calls;
+        calls.Before(kSignalAll, [&] { semaphore.GetSemCounts(count); });
+        if (sets) {
+            EXPECT_EQ(1, event.Set());
+        } else {
+            semaphore.Post();
+        }
+        EXPECT_EQ(0, count);
+    }
+}
+
+// The implementation's fields, and its operation Destroy, which is behind the
+// two slots of the destructor and Create.
+
+const void* ImplementationOf(const NovuSemaphore& semaphore) {
+    return FieldAt<const void*>(&semaphore, 8);
+}
+
+std::int32_t CreatedOf(const NovuSemaphore& semaphore) {
+    return FieldAt<std::int32_t>(ImplementationOf(semaphore), 8);
+}
+
+int DestroyOnly(const NovuSemaphore& semaphore) {
+    using Operation = int(const void*);
+    const void* const object = ImplementationOf(semaphore);
+    const void* const slots = FieldAt<const void*>(object, 0);
+    return FieldAt<Operation*>(slots, 3 * sizeof(void*))(object);
+}
+
+TEST(SemMacTest, TheImplementationHoldsTheTaskAndThePort) {
+    NovuSemaphore first;
+    NovuSemaphore second;
+    std::uint32_t ports[2] = {};
+    std::size_t made = 0;
+    for (NovuSemaphore* const semaphore : {&first, &second}) {
+        ASSERT_EQ(1, semaphore->Create(NovuSemaphore::Signalled, nullptr, 0));
+        const void* const object = ImplementationOf(*semaphore);
+        EXPECT_EQ(mach_task_self_, FieldAt<std::uint32_t>(object, 16));
+        ports[made++] = FieldAt<std::uint32_t>(object, 20);
+    }
+    EXPECT_NE(0U, ports[0]);
+    EXPECT_NE(ports[0], ports[1]);
+}
+
+TEST(SemMacTest, ACreateThatFailsHasStoredTheCount) {
+    const auto state = static_cast<NovuSemaphore::SemInitState>(0x80000000U);
+    MachCalls calls;
+    NovuSemaphore semaphore;
+    EXPECT_EQ(0, semaphore.Create(state, nullptr, 0));
+    EXPECT_EQ(Calls{"semaphore_create 0 -2147483648"}, calls.Take());
+    EXPECT_EQ(0, CreatedOf(semaphore));
+    EXPECT_EQ(INT32_MIN,
+              FieldAt<std::int32_t>(ImplementationOf(semaphore), 12));
+}
+
+TEST(SemMacTest, ItIsDestroyedWhereTheKernelSaysSo) {
+    NovuSemaphore semaphore;
+    ASSERT_EQ(1, semaphore.Create(NovuSemaphore::Signalled, nullptr, 0));
+    {
+        MachCalls calls;
+        calls.Script(kDestroy, {kInvalidArgument});
+        EXPECT_EQ(0, DestroyOnly(semaphore));
+        EXPECT_EQ(Calls{kDestroy}, calls.Take());
+    }
+    EXPECT_EQ(1, CreatedOf(semaphore));
+    EXPECT_EQ(1UL, MachSemaphoresAlive());
+    EXPECT_EQ(1, semaphore.Wait(0));
+    EXPECT_EQ(1, DestroyOnly(semaphore));
+    EXPECT_EQ(0, CreatedOf(semaphore));
+    EXPECT_EQ(0UL, MachSemaphoresAlive());
+    EXPECT_EQ(0, semaphore.Wait(0));
+
+    // The kernel is asked again, and by the destructor.
+    MachCalls calls;
+    EXPECT_EQ(0, DestroyOnly(semaphore));
+    EXPECT_EQ(Calls{kDestroy}, calls.Take());
+    EXPECT_EQ(1, semaphore.Destroy());
+    EXPECT_EQ(Calls{kDestroy}, calls.Take());
 }
 
 }  // namespace

@@ -26,6 +26,8 @@
 #include <utility>
 #include <vector>
 
+#include "Bases/FileFind.h"
+#include "Bases/FileIo.h"
 #include "Bases/Sem.h"
 #include "Bases/Thread.h"
 #include "Bases/ThreadPool.h"
@@ -349,7 +351,7 @@ TEST_F(ThreadForcedStopTest, UnlocksWhatTheBodyHasLocked) {
     EXPECT_EQ(1, mutex.Lock(0));
 }
 
-TEST_F(ThreadForcedStopTest, EndsASuspendedBodyAfterItsBeginning) {
+TEST_F(ThreadForcedStopTest, EndsABodyThatWasSuspended) {
     int bodies = 0;
     Worker worker([&](Worker& /*self*/) {
         const Counted counted;
@@ -358,9 +360,12 @@ TEST_F(ThreadForcedStopTest, EndsASuspendedBodyAfterItsBeginning) {
     });
     EXPECT_EQ(1, worker.StartThread(1));
     SleepFor(milliseconds(20));
-    worker.StopThread(200, 1);
+    EXPECT_EQ(0, bodies);
+    EXPECT_EQ(1, worker.ResumeThread());
+    EXPECT_TRUE(Eventually([&] { return Counted::alive == 1; }));
+    worker.StopThread(10, 1);
     EXPECT_EQ(0, worker.IsThreadRunning());
-    EXPECT_GE(1, bodies);
+    EXPECT_EQ(1, bodies);
     EXPECT_EQ(0, Counted::alive);
     ExpectUsable(worker);
 }
@@ -702,14 +707,99 @@ TEST_F(ThreadForcedStopTest, EndsABodyThatStopsAnother) {
     });
     EXPECT_EQ(1, worker.StartThread(0));
     EXPECT_TRUE(about.Sleeps());
-    std::thread owner([&] { worker.StopThread(10, 1); });
-    SleepFor(milliseconds(100));
+    EXPECT_EQ(0, ::pthread_cancel(*worker.GetHandle()));
     EXPECT_FALSE(finished);
     release = true;
-    owner.join();
+    worker.StopThread(10, 1);
     EXPECT_TRUE(finished);
     EXPECT_FALSE(passed);
     ExpectUsable(worker);
+}
+
+// Cancelled in the join of a thread that it has itself forced to stop, and
+// which it stops again while it is unwound.
+TEST_F(ThreadForcedStopTest, EndsABodyThatForcesAnother) {
+    std::atomic<bool> release = false;
+    AboutToWait about;
+    bool passed = false;
+    Handler handler([&](Thread& /*thread*/) {
+        while (!release) {
+        }
+        for (;;) {
+            ::usleep(1000);
+        }
+    });
+    Worker worker([&](Worker& /*self*/) {
+        Thread inner;
+        inner.SetThreadHandler(&handler);
+        EXPECT_EQ(1, inner.StartThread(0));
+        about.Say();
+        inner.StopThread(10, 1);
+        passed = true;
+    });
+    EXPECT_EQ(1, worker.StartThread(0));
+    EXPECT_TRUE(about.Sleeps());
+    SleepFor(milliseconds(50));
+    EXPECT_EQ(0, ::pthread_cancel(*worker.GetHandle()));
+    release = true;
+    worker.StopThread(10, 1);
+    EXPECT_FALSE(passed);
+    ExpectUsable(worker);
+}
+
+// A cancellation that is due when a destructor of the library closes a file.
+TEST_F(ThreadForcedStopTest, DoesNotComeToDestructorsOfTheLibrary) {
+    std::atomic<bool> cancelled = false;
+    Worker worker([&](Worker& /*self*/) {
+        const Counted counted;
+        {
+            Novu::FileIo file;
+            EXPECT_TRUE(file.Open("/dev/null", 0x80000000, 3, 4));
+            Novu::FileFind find("/proc/self/", "");
+            while (!cancelled) {
+            }
+        }
+        ::pthread_testcancel();
+        ADD_FAILURE() << "goes on";
+    });
+    EXPECT_EQ(1, worker.StartThread(0));
+    EXPECT_TRUE(Eventually([&] { return Counted::alive == 1; }));
+    EXPECT_EQ(0, ::pthread_cancel(*worker.GetHandle()));
+    cancelled = true;
+    worker.StopThread(10, 1);
+    EXPECT_EQ(0, Counted::alive);
+    ExpectUsable(worker);
+}
+
+// The same when the pool releases a task that has a descriptor.
+TEST_F(ThreadForcedStopTest, DoesNotComeToTheDestructorsOfATask) {
+    class Closer {
+    public:
+        Closer() { EXPECT_EQ(0, ::pipe(ends)); }
+        Closer(const Closer&) = delete;
+        Closer& operator=(const Closer&) = delete;
+        ~Closer() {
+            ::close(ends[0]);
+            ::close(ends[1]);
+        }
+
+    private:
+        int ends[2] = {};
+    };
+    std::atomic<bool> runs = false;
+    std::atomic<bool> cancelled = false;
+    ThreadTaskPool pool;
+    EXPECT_EQ(1, pool.StartThread(0));
+    pool.Post([&, closer = std::make_shared<Closer>()] {
+        runs = true;
+        while (!cancelled) {
+        }
+    });
+    EXPECT_TRUE(Eventually([&] { return runs.load(); }));
+    EXPECT_EQ(0, ::pthread_cancel(*pool.GetHandle()));
+    cancelled = true;
+    pool.StopThread(10, 1);
+    EXPECT_EQ(0, pool.IsThreadRunning());
 }
 
 // At any moment

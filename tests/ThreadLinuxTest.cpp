@@ -35,6 +35,9 @@ struct Calls {
     // Of the waits with a limit, which is a time of the monotonic clock.
     std::atomic<int> timedWaits = 0;
     std::atomic<long long> longestLimit = 0;  // From now on, in nanoseconds.
+
+    // Called before a thread that counts goes to sleep.
+    std::function<void()> beforeSleep = [] {};
 };
 
 thread_local Calls* counted = nullptr;  // Of this thread.
@@ -45,6 +48,7 @@ long long Nanoseconds(const timespec& time) {
 
 void CountWait(Calls& calls, const timespec* limit) {
     ++calls.waits;
+    calls.beforeSleep();
     if (limit == nullptr) {
         return;
     }
@@ -136,7 +140,7 @@ public:
     Counting& operator=(const Counting&) = delete;
     ~Counting() { counted = nullptr; }
 
-    const Calls* operator->() const { return &calls; }
+    Calls* operator->() { return &calls; }
 
 private:
     Calls calls;
@@ -163,7 +167,7 @@ private:
 TEST_F(ThreadLinuxTest, ALookForAStopIsNoSystemCall) {
     std::atomic<bool> looked = false;
     Worker worker([&](Worker& self) {
-        const Counting counting;
+        Counting counting;
         for (int n = 0; n < 1000; ++n) {
             EXPECT_EQ(0, self.IsStopThread(0));
         }
@@ -178,7 +182,7 @@ TEST_F(ThreadLinuxTest, ALookForAStopIsNoSystemCall) {
 }
 
 TEST_F(ThreadLinuxTest, ATryIsNoSystemCall) {
-    const Counting counting;
+    Counting counting;
     Mutex mutex(nullptr);
     EXPECT_EQ(1, mutex.Lock(0));
     EXPECT_EQ(0, mutex.Lock(0));
@@ -204,9 +208,17 @@ TEST_F(ThreadLinuxTest, AnIdleWorkerWakesEvery100Milliseconds) {
     EXPECT_EQ(1, pool.StartThread(0));
     pool.Post([&] { counted = &calls; });
     EXPECT_TRUE(Eventually([&] { return calls.waits > 0; }));
-    const auto begin = std::chrono::steady_clock::now();
+    // From shortly before a wait on.
     const int before = calls.waits;
-    // The first may have been about to begin.
+    auto begin = std::chrono::steady_clock::now();
+    EXPECT_TRUE(Eventually([&] {
+        const auto now = std::chrono::steady_clock::now();
+        if (calls.waits != before) {
+            return true;
+        }
+        begin = now;
+        return false;
+    }));
     EXPECT_TRUE(Eventually([&] { return calls.waits >= before + 10; }));
     const int waits = calls.waits - before;
     EXPECT_LE(milliseconds(100) * (waits - 1),
@@ -229,7 +241,7 @@ TEST_F(ThreadLinuxTest, APostToABusyWorkerIsNoSystemCall) {
     std::atomic<int> ran = 0;
     ThreadTaskPool pool;
     {
-        const Counting counting;
+        Counting counting;
         pool.Post([&] {
             begun = true;
             while (!release) {
@@ -243,7 +255,7 @@ TEST_F(ThreadLinuxTest, APostToABusyWorkerIsNoSystemCall) {
     EXPECT_TRUE(Eventually([&] { return begun.load(); }));
     const int posts = 100;
     {
-        const Counting counting;
+        Counting counting;
         for (int n = 0; n < posts; ++n) {
             pool.Post([&] { ++ran; });
         }
@@ -252,7 +264,7 @@ TEST_F(ThreadLinuxTest, APostToABusyWorkerIsNoSystemCall) {
     release = true;
     EXPECT_TRUE(Eventually([&] { return ran == posts; }));
     // One that is idle is woken, unless it has just woken by itself.
-    const Counting counting;
+    Counting counting;
     EXPECT_TRUE(Eventually([&] {
         pool.Post([] {});
         return counting->wakes != 0;
@@ -320,13 +332,37 @@ TEST_F(ThreadLinuxTest, APostThatFailsDoesNotSetTheEvent) {
 
 // No wake-up is lost: what is lost hangs.
 
+TEST_F(ThreadLinuxTest, WhatIsSetBeforeTheSleepIsSeen) {
+    std::atomic<bool> release = false;
+    Worker worker([&](Worker& /*self*/) {
+        while (!release) {
+            SleepFor(milliseconds(1));
+        }
+    });
+    EXPECT_EQ(1, worker.StartThread(0));
+    Counting counting;
+    counting->beforeSleep = [&] {
+        release = true;
+        EXPECT_TRUE(
+            Eventually([&] { return EventOf(worker, 1)->Wait(0) != 0; }));
+    };
+    worker.StopThread(kNoLimit, 0);
+    EXPECT_EQ(0, worker.IsThreadRunning());
+    EXPECT_EQ(1, counting->waits);
+}
+
 const int kRounds = 2000;
 
 TEST_F(ThreadLinuxTest, EveryStopIsSeen) {
+    int delay = 0;
     const std::function<void(Worker&)> bodies[] = {
         [](Worker& /*self*/) {},
-        [](Worker& self) {
+        [&](Worker& self) {
             while (self.IsStopThread(0) == 0) {
+            }
+            // It ends before, while and after the other begins to wait.
+            for (int left = delay; left > 0; --left) {
+                std::atomic_signal_fence(std::memory_order_seq_cst);
             }
         },
         [](Worker& self) {
@@ -341,6 +377,7 @@ TEST_F(ThreadLinuxTest, EveryStopIsSeen) {
             ++ran;
         });
         for (int round = 1; round <= kRounds / 4; ++round) {
+            delay = round % 500;
             ASSERT_EQ(1, worker.StartThread(round % 2));
             worker.StopThread(kNoLimit, 1);
             ASSERT_EQ(round, ran);

@@ -656,6 +656,7 @@ TEST_F(ThreadTaskPoolTest, TheDestructorDropsWhatWaits) {
     EXPECT_EQ(3, releases);
 }
 
+// And then drops the others.
 TEST_F(ThreadTaskPoolTest, TheDestructorWaitsForTheRunningTask) {
     auto pool = std::make_unique<ThreadTaskPool>();
     Gate gate;
@@ -665,7 +666,10 @@ TEST_F(ThreadTaskPoolTest, TheDestructorWaitsForTheRunningTask) {
         gate();
         finished = true;
     });
-    Held held = Holding([&] { ++releases; });
+    Held held = Holding([&] {
+        EXPECT_TRUE(finished);
+        ++releases;
+    });
     pool->Post([held] { ADD_FAILURE(); });
     held.reset();
     EXPECT_EQ(1, pool->StartThread(0));
@@ -678,6 +682,14 @@ TEST_F(ThreadTaskPoolTest, TheDestructorWaitsForTheRunningTask) {
     EXPECT_TRUE(finished);
     EXPECT_EQ(1, releases);
     opener.join();
+}
+
+TEST_F(ThreadTaskPoolTest, TheDestructorEndsAnIdleWorker) {
+    auto pool = std::make_unique<ThreadTaskPool>();
+    EXPECT_EQ(1, pool->StartThread(0));
+    EXPECT_TRUE(Idle(*pool));
+    SleepFor(milliseconds(20));
+    pool.reset();
 }
 
 // Memory

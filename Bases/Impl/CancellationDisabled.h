@@ -1,5 +1,6 @@
 // CancellationDisabled (private): keeps the thread that it is in from being
-// cancelled. For destructors that wait: nobody is unwound through them.
+// cancelled. For destructors that wait or close: a thread that is unwound from
+// one ends the process.
 
 #ifndef NOVU_BASES_IMPL_CANCELLATIONDISABLED_H_
 #define NOVU_BASES_IMPL_CANCELLATIONDISABLED_H_

@@ -7,6 +7,8 @@
 
 #include <cerrno>
 
+#include "Bases/Impl/CancellationDisabled.h"
+
 namespace Novu {
 
 /// Closes its descriptor in the end, and leaves errno to what happened before.
@@ -17,6 +19,7 @@ public:
     Descriptor& operator=(const Descriptor&) = delete;
     ~Descriptor() {
         if (fd >= 0) {
+            const CancellationDisabled disabled;
             const int error = errno;
             ::close(fd);
             errno = error;

@@ -7,6 +7,7 @@
 
 #include <cstring>
 
+#include "Bases/Impl/CancellationDisabled.h"
 #include "Bases/Impl/Owned.h"
 #include "Bases/Impl/StatTimes.h"
 
@@ -60,6 +61,7 @@ FileFind::FileFind(const std::string& directory, const std::string& pattern)
 }
 
 FileFind::~FileFind() {
+    const CancellationDisabled disabled;
     FindClose();
     delete current;
 }

@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cerrno>
 
+#include "Bases/Impl/CancellationDisabled.h"
 #include "Bases/Impl/Descriptor.h"
 
 namespace Novu {
@@ -39,7 +40,10 @@ const int FileIo::InvalidFileIoHandle;
 
 FileIo::FileIo() : invalidPosition(-1), fd(InvalidFileIoHandle) {}
 
-FileIo::~FileIo() { Close(); }
+FileIo::~FileIo() {
+    const CancellationDisabled disabled;
+    Close();
+}
 
 bool FileIo::Open(const std::string& name, unsigned int access,
                   unsigned int share, unsigned int creation) {

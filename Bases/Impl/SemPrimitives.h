@@ -18,13 +18,19 @@ struct KernelSemaphore {
     /// macOS: its port. Linux: what is left of the initial count.
     std::atomic<std::uint32_t> semaphore = 0;
 
-    /// Another number after each post, before KernelSemSignalAll. Its lowest
-    /// bit is 1 while the event that stands on the semaphore is set.
+    /// Raised by each post, before KernelSemSignalAll, and odd while the event
+    /// that stands on the semaphore is set.
     std::atomic<std::uint32_t> generation = 0;
 
     /// Linux: the threads that sleep, or are about to.
     std::atomic<std::uint32_t> sleepers = 0;
 };
+
+/// The posts up to a generation: more after a post (by 2) or a set (by 1, to an
+/// odd one), and not after a reset (by 1, to an even one).
+inline std::uint32_t PostsUpTo(std::uint32_t generation) {
+    return generation / 2 + generation % 2;
+}
 
 /// How a wait ended.
 enum class Waited {
@@ -40,14 +46,14 @@ bool KernelSemCreate(KernelSemaphore& shared, std::int32_t initialCount);
 bool KernelSemDestroy(KernelSemaphore& shared);
 
 /// Takes 1 of the initial count, or sleeps until a post. Where the system can,
-/// a post that has come since the generation was `expected` counts.
+/// a post that has come since the generation was `since` counts.
 ///
 /// Both waits are cancellation points through which a thread is unwound, so
 /// they are not noexcept.
-Waited KernelSemWait(KernelSemaphore& shared, std::uint32_t expected);
+Waited KernelSemWait(KernelSemaphore& shared, std::uint32_t since);
 
 /// As KernelSemWait, for at most that time.
-Waited KernelSemTimedWait(KernelSemaphore& shared, std::uint32_t expected,
+Waited KernelSemTimedWait(KernelSemaphore& shared, std::uint32_t since,
                           std::uint32_t seconds, std::uint32_t nanoseconds);
 
 /// Releases all who sleep and leaves nothing where none does.

@@ -65,20 +65,23 @@ private:
 }
 
 // `until` is a time of the monotonic clock; null for no limit.
-Waited Sleep(KernelSemaphore& shared, std::uint32_t expected,
+Waited Sleep(KernelSemaphore& shared, std::uint32_t since,
              const timespec* until) {
     const Sleeper sleeper(shared);
     int error = 0;
-    while (shared.generation == expected) {
+    for (;;) {
+        const std::uint32_t generation = shared.generation;
+        if (PostsUpTo(generation) != PostsUpTo(since)) {
+            return Waited::Taken;
+        }
         if (error == EINTR) {
             return Waited::Interrupted;
         }
         if (error != 0 && error != EAGAIN) {
             return Waited::Failed;
         }
-        error = SleepWhile(shared.generation, expected, until);
+        error = SleepWhile(shared.generation, generation, until);
     }
-    return Waited::Taken;
 }
 
 timespec After(std::uint32_t seconds, std::uint32_t nanoseconds) {
@@ -112,21 +115,22 @@ bool KernelSemDestroy(KernelSemaphore& shared) {
     return true;
 }
 
-Waited KernelSemWait(KernelSemaphore& shared, std::uint32_t expected) {
-    return TakeInitial(shared) ? Waited::Taken
-                               : Sleep(shared, expected, nullptr);
+Waited KernelSemWait(KernelSemaphore& shared, std::uint32_t since) {
+    return TakeInitial(shared) ? Waited::Taken : Sleep(shared, since, nullptr);
 }
 
-Waited KernelSemTimedWait(KernelSemaphore& shared, std::uint32_t expected,
+Waited KernelSemTimedWait(KernelSemaphore& shared, std::uint32_t since,
                           std::uint32_t seconds, std::uint32_t nanoseconds) {
     if (TakeInitial(shared)) {
         return Waited::Taken;
     }
     if (seconds == 0 && nanoseconds == 0) {
-        return shared.generation != expected ? Waited::Taken : Waited::Failed;
+        return PostsUpTo(shared.generation) != PostsUpTo(since)
+                   ? Waited::Taken
+                   : Waited::Failed;
     }
     const timespec until = After(seconds, nanoseconds);
-    return Sleep(shared, expected, &until);
+    return Sleep(shared, since, &until);
 }
 
 void KernelSemSignalAll(KernelSemaphore& shared) {

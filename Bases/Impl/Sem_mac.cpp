@@ -39,11 +39,11 @@ bool KernelSemDestroy(KernelSemaphore& shared) {
     return ::semaphore_destroy(shared.task, shared.semaphore) == KERN_SUCCESS;
 }
 
-Waited KernelSemWait(KernelSemaphore& shared, std::uint32_t /*expected*/) {
+Waited KernelSemWait(KernelSemaphore& shared, std::uint32_t /*since*/) {
     return WaitedFor(::semaphore_wait(shared.semaphore));
 }
 
-Waited KernelSemTimedWait(KernelSemaphore& shared, std::uint32_t /*expected*/,
+Waited KernelSemTimedWait(KernelSemaphore& shared, std::uint32_t /*since*/,
                           std::uint32_t seconds, std::uint32_t nanoseconds) {
     const mach_timespec_t limit = {seconds,
                                    static_cast<clock_res_t>(nanoseconds)};

@@ -1,12 +1,13 @@
 // Sem, from Bases/Sem.h: every rule of both kinds of semaphore, and the event.
 // The kernel's part of the unnamed kind is behind SemPrimitives.h.
 //
-// No wake-up is lost, though nothing is locked. Whether an event is set, and
-// which post is the latest, are one word, the generation: odd while the event
-// is set, and 1 more for each set and each reset that changes something. A wait
-// reads it once, and the kernel does not let a thread sleep on a word that has
-// changed since. So a set comes before the reading, or wakes the thread; and no
-// set is met twice.
+// On Linux no wake-up is lost, though nothing is locked. Whether an event is
+// set, and which post is the latest, are one word, the generation: odd while
+// the event is set, 1 more for each set and each reset that changes something,
+// and 2 more for each post. A wait reads it once, and the kernel does not let a
+// thread sleep on a word that has changed since. So a set comes before the
+// reading, or ends the wait; and none ends two waits of one thread. On macOS
+// the kernel does not look at the word.
 //
 // Atomics are sequentially consistent throughout: where it matters, a cheaper
 // order would compile to the same instructions.
@@ -235,8 +236,10 @@ private:
         const Waited waited = timeout == kNoLimit
                                   ? KernelSemWait(kernel, generation)
                                   : TimedWaitSince(generation, timeout);
-        return waited == Waited::Taken || kernel.generation != generation ? 1
-                                                                          : 0;
+        return waited == Waited::Taken ||
+                       PostsUpTo(kernel.generation) != PostsUpTo(generation)
+                   ? 1
+                   : 0;
     }
 
     Waited TimedWaitSince(std::uint32_t generation, unsigned int milliseconds) {
@@ -310,7 +313,8 @@ int NovuSemaphore::GetSemCounts(int& count) {
 }
 
 // The one that has generations, or null. By its type, since the slots of the
-// virtual functions are part of the layout.
+// virtual functions are part of the layout; and by typeid, which is a
+// comparison of pointers where dynamic_cast is a search.
 NovuSemaphore::SemUnnamed* NovuSemaphore::Unnamed() const {
     return implementation != nullptr &&
                    typeid(*implementation) == typeid(SemUnnamed)
@@ -375,8 +379,10 @@ int NovuEvent::Set() {
         }
         return 1;
     }
-    int seen = 0;
-    if (signalled.compare_exchange_strong(seen, 1)) {
+    int seen = signalled;  // Written in any case, as by SetEvent.
+    while (!signalled.compare_exchange_weak(seen, seen != 0 ? seen : 1)) {
+    }
+    if (seen == 0) {
         semaphore->Post();
     }
     return 1;
@@ -393,13 +399,13 @@ int NovuEvent::ResetAndTell(bool& wasSet) {
         return 0;
     }
     for (; count > 0; --count) {
-        semaphore->Wait(0);
+        wasSet = semaphore->Wait(0) != 0 || wasSet;
     }
     if (NovuSemaphore::SemUnnamed* const unnamed = semaphore->Unnamed()) {
-        wasSet = unnamed->UnsetEvent();
+        wasSet = unnamed->UnsetEvent() || wasSet;
         signalled = 0;
     } else {
-        wasSet = signalled.exchange(0) != 0;
+        wasSet = signalled.exchange(0) != 0 || wasSet;
     }
     return 1;
 }

@@ -36,6 +36,7 @@ void ThreadTaskPool::StopThread(unsigned int timeout, int force) {
     }
     Thread::StopThread(timeout, force);
 
+    const CancellationDisabled disabled;  // As in OnThreadEntry.
     Tasks dropped;  // Released without the lock: what a task holds may post.
     const CsLocker locker(lock);
     dropped.swap(*tasks);
@@ -68,6 +69,9 @@ int ThreadTaskPool::OnThreadEntry() {
             next.splice(next.begin(), *tasks, tasks->begin());
         }
         next.front()();
+        // A forced stop does not come between the destructors of a task.
+        const CancellationDisabled disabled;
+        next.clear();
     }
     return 0;
 }

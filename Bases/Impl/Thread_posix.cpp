@@ -6,6 +6,7 @@
 #include <sched.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <cstring>
 #include <memory>
 
@@ -45,13 +46,23 @@ private:
     bool closing = true;
 };
 
-// Without a limit, a signal handler does not end the wait.
-int WaitFor(NovuEvent& event, unsigned int timeout) {
-    int result = event.Wait(timeout);
-    while (result == 0 && timeout == kNoLimit) {
-        result = event.Wait(timeout);
+// For all of the time, whatever signal handlers interrupt it.
+bool WaitFor(NovuEvent& event, unsigned int timeout) {
+    using std::chrono::milliseconds;
+    using std::chrono::steady_clock;
+    const auto begin = steady_clock::now();
+    unsigned int left = timeout;
+    while (event.Wait(left) == 0) {
+        if (timeout != kNoLimit) {
+            const auto passed = std::chrono::duration_cast<milliseconds>(
+                steady_clock::now() - begin);
+            if (passed >= milliseconds(timeout)) {
+                return false;
+            }
+            left = timeout - static_cast<unsigned int>(passed.count());
+        }
     }
-    return result;
+    return true;
 }
 
 }  // namespace
@@ -187,13 +198,14 @@ void Thread::StopThread(unsigned int timeout, int force) {
     }
     stopEvent->Set();
     resumeEvent->Set();
-    const bool ended = WaitFor(*exitEvent, timeout) != 0;
+    const bool ended = WaitFor(*exitEvent, timeout);
     if (!ended && force == 0) {
         return;
     }
     if (*handle != kNoThread) {
         if (!ended) {
             ::pthread_cancel(*handle);
+            exitEvent->Set();  // For whoever stops it if this is cancelled now.
         }
         ::pthread_join(*handle, nullptr);
     }

@@ -207,6 +207,7 @@ kern_return_t semaphore_timedwait(semaphore_t semaphore,
 }
 
 kern_return_t semaphore_signal_all(semaphore_t semaphore) {
+    DoBefore("semaphore_signal_all");
     const Locker locker;
     kern_return_t result = KERN_SUCCESS;
     if (IsScripted("semaphore_signal_all", "", result)) {

@@ -2,16 +2,16 @@
 // plain number, so that the thread sanitizer sees whether the event orders it.
 
 #include <gtest/gtest.h>
+#include <sched.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
-#include <cerrno>
 #include <random>
-#include <string>
 
 #include "Bases/Sem.h"
 #include "tests/stress/Stress.h"
+#include "tests/support/SemaphoreName.h"
 
 namespace {
 
@@ -19,6 +19,7 @@ using Novu::NovuEvent;
 using Novu::NovuSemaphore;
 using NovuTest::Crew;
 using NovuTest::kNoLimit;
+using NovuTest::SemaphoreName;
 
 const unsigned int kRoundTrips = 200000;
 
@@ -140,36 +141,25 @@ TEST(SemStress, ASetReleasesAllWhoWait) {
     }
 }
 
-// A name that is gone in the end.
-class Name {
-public:
-    explicit Name(const std::string& suffix)
-        : text("/novu-stress-" + std::to_string(::getpid()) + "-" + suffix) {}
-    const char* Text() const { return text.c_str(); }
-
-private:
-    std::string text;
-};
-
 TEST(SemStress, NamedSemaphoresBetweenTwoProcesses) {
     const unsigned int rounds = 50000;
-    const Name pingName("ping");
-    const Name pongName("pong");
+    const SemaphoreName pingName;
+    const SemaphoreName pongName;
     NovuSemaphore ping;
     NovuSemaphore pong;
-    ASSERT_EQ(1, ping.Create(NovuSemaphore::NotSignalled, pingName.Text(), 0));
-    ASSERT_EQ(1, pong.Create(NovuSemaphore::NotSignalled, pongName.Text(), 0));
+    ASSERT_EQ(1, ping.Create(NovuSemaphore::NotSignalled, pingName, 0));
+    ASSERT_EQ(1, pong.Create(NovuSemaphore::NotSignalled, pongName, 0));
 
     const pid_t child = ::fork();
     ASSERT_NE(-1, child);
     if (child == 0) {
+        ::alarm(250);  // Alone, where the test has failed.
         // Opened anew, by name. Never released: that would remove the names.
         NovuSemaphore& childPing = *new NovuSemaphore;
         NovuSemaphore& childPong = *new NovuSemaphore;
         bool good =
-            childPing.Create(NovuSemaphore::Signalled, pingName.Text(), 0) ==
-                1 &&
-            childPong.Create(NovuSemaphore::Signalled, pongName.Text(), 0) == 1;
+            childPing.Create(NovuSemaphore::Signalled, pingName, 0) == 1 &&
+            childPong.Create(NovuSemaphore::Signalled, pongName, 0) == 1;
         for (unsigned int i = 0; good && i < rounds; ++i) {
             good = childPing.Wait(kNoLimit) == 1;
             childPong.Post();

@@ -6,6 +6,7 @@
 #include <atomic>
 #include <memory>
 #include <random>
+#include <thread>
 
 #include "Bases/ThreadPool.h"
 #include "tests/stress/Stress.h"
@@ -109,10 +110,10 @@ TEST(ThreadPoolStress, StopsWhileTasksArePosted) {
             });
         }
         while (!started) {
-            Novu::Thread().YieldThread();
+            std::this_thread::yield();
         }
         for (auto spins = random() % 200; spins != 0; --spins) {
-            Novu::Thread().YieldThread();
+            std::this_thread::yield();
         }
         pool.StopThread(kNoLimit, 0);
         crew.Join();
