@@ -4,7 +4,10 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <openssl/evp.h>
 #include <poll.h>
+#include <sys/inotify.h>
+#include <sys/ioctl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -22,6 +25,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <iterator>
 #include <map>
 #include <random>
@@ -53,7 +57,12 @@ struct Setting {
     int output = -1;              // Standard output; -1: it is captured.
     rlim_t fileSize = RLIM_INFINITY;
     rlim_t openFiles = RLIM_INFINITY;
-    std::string folder = "/";  // To run in.
+    std::string folder = "/";        // To run in.
+    bool ignoresInterrupts = false;  // As in the background of a script.
+
+    // What is done while it runs, and before its output is read: standard error
+    // can be read from `error`. False: it has not come to that.
+    std::function<bool(pid_t program, int error)> meanwhile;
 };
 
 struct Result {
@@ -158,6 +167,16 @@ bool DropPrivileges() {
 #endif
 }
 
+// What the signals do does not depend on how the tests were started.
+bool SetSignals(bool ignoreInterrupts) {
+    sigset_t none;
+    return ::sigemptyset(&none) == 0 &&
+           ::sigprocmask(SIG_SETMASK, &none, nullptr) == 0 &&
+           std::signal(SIGINT, ignoreInterrupts ? SIG_IGN : SIG_DFL) !=
+               SIG_ERR &&
+           std::signal(SIGTERM, SIG_DFL) != SIG_ERR;
+}
+
 // What stands between fork and exec; false ends the child.
 bool Prepare(const Setting& setting, int output, int error) {
     return ::dup2(output, STDOUT_FILENO) != -1 &&
@@ -165,6 +184,7 @@ bool Prepare(const Setting& setting, int output, int error) {
            ::chdir(setting.folder.c_str()) == 0 &&
            Limit(RLIMIT_FSIZE, setting.fileSize) &&
            Limit(RLIMIT_NOFILE, setting.openFiles) &&
+           SetSignals(setting.ignoresInterrupts) &&
            (!setting.dropPrivileges || DropPrivileges());
 }
 
@@ -225,7 +245,9 @@ Result RunCommand(Strings command, const Setting& setting = Setting()) {
     error.writing.Close();
 
     Result result;
-    const bool ended = ReadAll({{output.reading.Number(), &result.out},
+    const bool ended = (!setting.meanwhile ||
+                        setting.meanwhile(child, error.reading.Number())) &&
+                       ReadAll({{output.reading.Number(), &result.out},
                                 {error.reading.Number(), &result.err}});
     if (!ended) {
         ::kill(child, SIGKILL);
@@ -480,8 +502,11 @@ public:
         return Content(out);
     }
 
-    Result Verify(const Setting& setting = Setting()) {
-        return RunInventory({"verify", tree, out}, setting);
+    Result Verify(const Setting& setting = Setting(),
+                  const Strings& options = {}) {
+        Strings arguments = {"verify", tree, out};
+        arguments.insert(arguments.end(), options.begin(), options.end());
+        return RunInventory(arguments, setting);
     }
 
     void Write(const std::string& path, const std::string& content) {
@@ -524,8 +549,12 @@ const struct HelpCase {
     {__LINE__, {"help"}, "Usage: inventory create"},
     {__LINE__, {"help", "help"}, "Usage: inventory create"},
     {__LINE__, {"help", "--help"}, "Usage: inventory create"},
-    {__LINE__, {"create", "--help"}, "Usage: inventory create FOLDER OUT.xml"},
-    {__LINE__, {"verify", "--help"}, "Usage: inventory verify FOLDER IN.xml"},
+    {__LINE__,
+     {"create", "--help"},
+     "Usage: inventory create FOLDER OUT.xml [--encoding NAME] [--digest]\n"},
+    {__LINE__,
+     {"verify", "--help"},
+     "Usage: inventory verify FOLDER IN.xml [--digest]\n"},
     {__LINE__, {"show", "--help"}, "Usage: inventory show IN.xml"},
     {__LINE__,
      {"copy", "--help"},
@@ -552,6 +581,17 @@ TEST_F(InventoryTest, PrintsHelp) {
         texts.insert(result.out);
     }
     EXPECT_EQ(5U, texts.size());  // The general one and one for each verb.
+
+    // Whoever looks for an option or a signal finds it.
+    for (const char* const verb : {"create", "verify"}) {
+        EXPECT_TRUE(
+            Contains(RunInventory({verb, "--help"}).out, "\n  --digest"))
+            << verb;
+    }
+    for (const Strings& arguments : {Strings{"help"}, Strings{"help", "create"},
+                                     Strings{"help", "copy"}}) {
+        EXPECT_TRUE(Contains(RunInventory(arguments).out, "SIGINT"));
+    }
 }
 
 TEST_F(InventoryTest, PrintsTheUsageAsAnErrorWithoutArguments) {
@@ -598,6 +638,10 @@ const struct ArgumentCase {
      {"verify", "a", "b", "--encoding=x"},
      "verify takes no --encoding"},
     {__LINE__, {"show", "b", "--encoding=x"}, "show takes no --encoding"},
+    {__LINE__, {"show", "b", "--digest"}, "show takes no --digest"},
+    {__LINE__, {"copy", "a", "b", "c", "--digest"}, "copy takes no --digest"},
+    {__LINE__, {"help", "--digest"}, "help takes no --digest"},
+    {__LINE__, {"create", "a", "b", "--digest=md5"}, "unknown option"},
     {__LINE__, {"show", "--", "--help", "b"}, "was given 2 arguments"},
 };
 
@@ -637,6 +681,11 @@ TEST_F(InventoryTest, TakesOptionsAnywhereAndNamesThatLookLikeThem) {
     result = RunInventory({"create", "--", "--help", "-"}, setting);
     EXPECT_EQ(0, result.status) << result;
     EXPECT_EQ(1U, EntriesOf(Content(dir / "-")).count("b"));
+
+    result =
+        RunInventory({"create", "--digest", "--", "tree", "--digest"}, setting);
+    EXPECT_EQ(0, result.status) << result;
+    EXPECT_EQ(1U, EntriesOf(Content(dir / "--digest")).at("a").count("md5"));
 
     // "-" is a file like any other, and not standard input.
     result = RunInventory({"verify", "--", "--help", "-"}, setting);
@@ -1370,6 +1419,26 @@ const struct TamperedCase {
     {__LINE__, "contents=\"unreadable\"", "contents=\"\"",
      "contents '' is unknown"},
 
+    // Digests.
+    {__LINE__, "\"3\"/>", "\"3\" md5=\"\"/>", "md5 '' is no digest"},
+    {__LINE__, "\"3\"/>", "\"3\" md5=\"d41d8cd98f00b204e9800998ecf8427\"/>",
+     "md5 'd41d8cd98f00b204e9800998ecf8427' is no digest"},
+    {__LINE__, "\"3\"/>", "\"3\" md5=\"d41d8cd98f00b204e9800998ecf8427e0\"/>",
+     "is no digest"},
+    {__LINE__, "\"3\"/>", "\"3\" md5=\"D41D8CD98F00B204E9800998ECF8427E\"/>",
+     "is no digest"},
+    {__LINE__, "\"3\"/>", "\"3\" md5=\"d41d8cd98f00b204e9800998ecf8427g\"/>",
+     "is no digest"},
+    {__LINE__, "\"3\"/>",
+     "\"3\" md5=\"&#x85;41d8cd98f00b204e9800998ecf8427e\"/>",
+     "md5 '%C2%8541d8cd98f00b204e9800998ecf8427e' is no digest"},
+    {__LINE__, "\"6\" contents",
+     "\"6\" md5=\"d41d8cd98f00b204e9800998ecf8427e\" contents",
+     "element 2: the attribute md5 does not belong there"},
+    {__LINE__, "\"9\" target",
+     "\"9\" md5=\"d41d8cd98f00b204e9800998ecf8427e\" target",
+     "element 3: the attribute md5 does not belong there"},
+
     // Numbers.
     {__LINE__, " size=\"10\"", "", "the attribute size is missing"},
     {__LINE__, "size=\"10\"", "size=\"\"", "size '' is no number"},
@@ -1612,6 +1681,8 @@ TEST_F(InventoryTest, ShowPrintsTotalsAndTheLargestFiles) {
         "      0           0      0 B  other\n"
         "      1           0      0 B  unreadable\n"
         "     10  5369765894  5.0 GiB  (total)\n"
+        "      0           0      0 B  (files with a digest)\n"
+        "      0           0      0 B  (duplicates among them)\n"
         "\n"
         "files       bytes     size  extension\n"
         "    2  5368709120  5.0 GiB  (none)\n"
@@ -1641,12 +1712,37 @@ TEST_F(InventoryTest, ShowEndsItsTablesAfterTwenty) {
         RunInventory({"show", dir.Write("in.xml", DocumentOf(elements))});
     EXPECT_EQ(0, result.status);
     const Strings lines = Lines(result.out);
-    ASSERT_EQ(7U + 1 + 22 + 1 + 21, lines.size()) << result;
-    EXPECT_EQ("    1   1024  1.0 KiB  e124", lines[9]);
-    EXPECT_EQ("    1   1005   1005 B  e105", lines[28]);
+    ASSERT_EQ(9U + 1 + 22 + 1 + 21, lines.size()) << result;
+    EXPECT_EQ("    1   1024  1.0 KiB  e124", lines[11]);
+    EXPECT_EQ("    1   1005   1005 B  e105", lines[30]);
     // 1000 to 1004.
-    EXPECT_EQ("    5   5010  4.9 KiB  (others)", lines[29]);
-    EXPECT_EQ(" 1005   1005 B  f.e105", lines[51]);
+    EXPECT_EQ("    5   5010  4.9 KiB  (others)", lines[31]);
+    EXPECT_EQ(" 1005   1005 B  f.e105", lines[53]);
+}
+
+std::string WithDigest(const std::string& element, const std::string& md5) {
+    return Replaced(element, "/>", " md5=\"" + md5 + "\"/>");
+}
+
+TEST_F(InventoryTest, ShowCountsDigestsAndDuplicates) {
+    const std::string one(32, '1');
+    const std::string two(32, '2');
+    const std::string in = dir.Write(
+        "in.xml", DocumentOf(WithDigest(FileElement(1, "a", "1000"), one) +
+                             WithDigest(FileElement(2, "b", "1000"), one) +
+                             WithDigest(FileElement(3, "c", "1000"), one) +
+                             // Digests alone are not enough.
+                             WithDigest(FileElement(4, "d", "2000"), one) +
+                             WithDigest(FileElement(5, "e", "1000"), two) +
+                             FileElement(6, "f", "1000")));
+    const Result result = RunInventory({"show", in});
+    EXPECT_EQ(0, result.status) << result;
+    EXPECT_EQ((Strings{"6   7000  6.8 KiB  (total)",
+                       "5   6000  5.9 KiB  (files with a digest)",
+                       "2   2000  2.0 KiB  (duplicates among them)"}),
+              (Strings{Trimmed(Lines(result.out).at(6)),
+                       Trimmed(Lines(result.out).at(7)),
+                       Trimmed(Lines(result.out).at(8))}));
 }
 
 const struct SizeCase {
@@ -2308,6 +2404,698 @@ TEST_F(InventoryTest, ShowsProgressOnATerminalAlone) {
     const Result again = RunInventory(copy);
     EXPECT_EQ(1, again.status);
     EXPECT_EQ("", again.err);
+}
+
+// Digests
+
+// OpenSSL's, as hexadecimal digits.
+std::string Md5(const std::string& content) {
+    unsigned char digest[EVP_MAX_MD_SIZE];
+    unsigned int size = 0;
+    if (EVP_Digest(content.data(), content.size(), digest, &size, EVP_md5(),
+                   nullptr) != 1) {
+        throw std::runtime_error("OpenSSL failed");
+    }
+    std::string text;
+    for (unsigned int i = 0; i < size; ++i) {
+        text += "0123456789abcdef"[digest[i] / 16];
+        text += "0123456789abcdef"[digest[i] % 16];
+    }
+    return text;
+}
+
+// Asks until it is so; false when that takes too long.
+bool WaitUntil(const std::function<bool()>& isSo) {
+    const auto end = std::chrono::steady_clock::now() + kDeadline;
+    while (!isSo()) {
+        if (std::chrono::steady_clock::now() > end) {
+            return false;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return true;
+}
+
+// Where in the file the process is; -1 unless it has it open.
+long long PositionIn(const std::string& path, pid_t process) {
+    const std::string wanted = std::filesystem::canonical(path).native();
+    const std::string folder = "/proc/" + std::to_string(process) + "/";
+    long long position = -1;
+    std::error_code error;
+    std::filesystem::directory_iterator next(folder + "fd", error);
+    while (!error && next != std::filesystem::directory_iterator()) {
+        std::error_code gone;
+        if (std::filesystem::read_symlink(next->path(), gone) == wanted) {
+            std::ifstream info(folder + "fdinfo/" +
+                               next->path().filename().native());
+            std::string word;
+            long long number = -1;
+            info >> word >> number;  // "pos:" and the position.
+            position = std::max(position, number);
+        }
+        next.increment(error);
+    }
+    return position;
+}
+
+// Stops a program where it is, to go on with SIGCONT. False when it has ended.
+bool Halt(pid_t program) {
+    siginfo_t state;
+    return ::kill(program, SIGSTOP) == 0 &&
+           ::waitid(P_PID, static_cast<id_t>(program), &state,
+                    WSTOPPED | WEXITED | WNOWAIT) == 0 &&
+           state.si_code == CLD_STOPPED;
+}
+
+class DigestTest : public InventoryTest {
+protected:
+    // The entries of the document, created with digests.
+    std::map<std::string, Attributes> CreateEntries(
+        const Setting& setting = Setting()) {
+        return EntriesOf(Create(setting, {"--digest"}));
+    }
+
+    Result VerifyDigests(const Setting& setting = Setting()) {
+        return Verify(setting, {"--digest"});
+    }
+
+    // More zeros than can be read in the time that a test has.
+    void WriteEndless(const std::string& path) {
+        Write(path, "");
+        std::filesystem::resize_file(tree + path, 1ULL << 40);
+    }
+
+    // Gives a file another content, and not another time of its last change.
+    void Rewrite(const std::string& path, const std::string& content) {
+        struct stat before;
+        ASSERT_EQ(0, ::stat((tree + path).c_str(), &before));
+        Write(path, content);
+        const timespec times[] = {before.st_atim, before.st_mtim};
+        ASSERT_EQ(0, ::utimensat(AT_FDCWD, (tree + path).c_str(), times, 0));
+    }
+};
+
+TEST_F(DigestTest, AreThoseOfTheContentsOfFiles) {
+    std::map<std::string, std::string> contents = {{"abc", "abc"}};
+    for (const unsigned int size :
+         {0U, 1U, 55U, 56U, 63U, 64U, 65U, 65535U, 65536U, 65537U, 131071U,
+          131072U, 131073U, 1000001U}) {
+        contents[std::to_string(size)] = Noise(size);
+    }
+    MakeDir("d/e");
+    contents["d/e/f"] = std::string(70000, '\0');
+    contents["line\nfeed"] = "odd";
+    for (const auto& [path, content] : contents) {
+        Write(path, content);
+    }
+    Link("link", "abc");
+    ASSERT_EQ(0, ::mkfifo((tree + "pipe").c_str(), 0600));
+
+    Setting setting;
+    setting.openFiles = 16;
+    const auto entries = CreateEntries(setting);
+    EXPECT_EQ(PathsIn(tree), KeysOf(entries));
+    for (const auto& [path, attributes] : entries) {
+        SCOPED_TRACE(path);
+        const auto content = contents.find(path);
+        const bool isFile = content != contents.end();
+        ASSERT_EQ(isFile ? 1U : 0U, attributes.count("md5"));
+        if (isFile) {
+            EXPECT_EQ(Md5(content->second), attributes.at("md5"));
+        }
+    }
+    // RFC 1321's own.
+    EXPECT_EQ("d41d8cd98f00b204e9800998ecf8427e", entries.at("0").at("md5"));
+    EXPECT_EQ("900150983cd24fb0d6963f7d28e17f72", entries.at("abc").at("md5"));
+    EXPECT_EQ("inventory: escaped: line%0Afeed\n", created.err);
+    EXPECT_TRUE(Contains(created.out, " 0  files without a digest\n"))
+        << created.out;
+
+    const Result result = VerifyDigests(setting);
+    EXPECT_EQ(0, result.status) << result;
+    EXPECT_EQ("", result.err);
+    EXPECT_EQ(
+        "0 added, 0 removed, 0 changed, 21 the same, 17 digests compared\n",
+        result.out);
+}
+
+TEST_F(DigestTest, AreAllThatDiffersHoweverManyEntriesWait) {
+    // First, so that all others have to wait for it.
+    const std::string first(30000000, 'x');
+    Write("0", first);
+    for (int folder = 0; folder < 6; ++folder) {
+        const std::string name = "d" + std::to_string(folder);
+        MakeDir(name + "/inner");
+        Link(name + "/link", "nowhere");
+        for (int file = 0; file < 500; ++file) {
+            const std::string path = name + "/" + std::to_string(file);
+            Write(path, path);
+        }
+    }
+    const std::string plain = WithoutIdentifiers(Create());
+    EXPECT_FALSE(Contains(plain, "md5"));
+    EXPECT_FALSE(Contains(created.out, "digest"));
+
+    const std::string attribute = " md5=\"";
+    std::string rest;
+    std::size_t count = 0;
+    for (std::string line :
+         Lines(WithoutIdentifiers(Create(Setting(), {"--digest"})))) {
+        const std::size_t start = line.find(attribute);
+        if (start != std::string::npos) {
+            const std::string path = AttributesOf(line)["path"];
+            EXPECT_EQ(Md5(path == "0" ? first : path),
+                      line.substr(start + attribute.size(), 32));
+            line.erase(start, attribute.size() + 32 + 1);
+            ++count;
+        }
+        rest += line + "\n";
+    }
+    EXPECT_EQ("", created.err);
+    EXPECT_EQ(3001U, count);
+    EXPECT_TRUE(plain == rest);
+
+    // Verified in the same order.
+    std::filesystem::remove(tree + "d0/7");
+    Rewrite("d1/499", "d1/49!");
+    Write("d2/new", "");
+    std::filesystem::remove_all(tree + "d5");
+    const Result result = VerifyDigests();
+    EXPECT_EQ(1, result.status);
+    EXPECT_EQ("", result.err);
+    const Strings lines = Lines(result.out);
+    ASSERT_EQ(3U + 503U + 1U, lines.size()) << result;
+    EXPECT_EQ("removed  d0/7", lines[0]);
+    EXPECT_EQ("changed  d1/499 (content)", lines[1]);
+    EXPECT_EQ("added    d2/new", lines[2]);
+    EXPECT_EQ("removed  d5", lines[3]);
+    EXPECT_EQ(
+        "1 added, 504 removed, 1 changed, 2514 the same, "
+        "2500 digests compared",
+        lines.back());
+}
+
+// Memory is bounded because the walk is: while a file is read, it goes on until
+// so many entries wait, and no further.
+TEST_F(DigestTest, WaitForAWalkThatIsNotFarAhead) {
+    WriteEndless("0");
+    for (const char* const folder : {"near", "next", "zfar"}) {
+        MakeDir(folder);
+    }
+    for (int i = 0; i < 1000; ++i) {
+        Write("near/" + std::to_string(i), "");
+        Write("next/" + std::to_string(i), "");
+    }
+    const Descriptor opened(::inotify_init1(IN_CLOEXEC | IN_NONBLOCK));
+    const int next =
+        ::inotify_add_watch(opened.Number(), (tree + "next").c_str(), IN_OPEN);
+    const int far =
+        ::inotify_add_watch(opened.Number(), (tree + "zfar").c_str(), IN_OPEN);
+    ASSERT_NE(-1, next);
+    ASSERT_NE(-1, far);
+
+    std::set<int> seen;
+    const auto look = [&] {
+        alignas(inotify_event) char events[4096];
+        const ssize_t size = ::read(opened.Number(), events, sizeof events);
+        for (ssize_t at = 0; at < size;) {
+            inotify_event event;
+            std::memcpy(&event, events + at, sizeof event);
+            if ((event.mask & IN_ISDIR) != 0) {
+                seen.insert(event.wd);
+            }
+            at += static_cast<ssize_t>(sizeof event + event.len);
+        }
+        return seen.contains(next);
+    };
+    Setting setting;
+    setting.meanwhile = [&](pid_t program, int /*error*/) {
+        if (!WaitUntil(look)) {
+            return false;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(500));
+        look();
+        return ::kill(program, SIGTERM) == 0;
+    };
+    const Result result =
+        RunInventory({"create", tree, out, "--digest"}, setting);
+    EXPECT_EQ("(signal 15)", result.end) << result;
+    EXPECT_EQ((std::set<int>{next}), seen);
+}
+
+TEST_F(DigestTest, AreMissingWhereAFileCannotBeRead) {
+    Write("closed", "1");
+    Write("open", "2");
+    Write("unlisted", "3");
+    const std::string plain = WithoutIdentifiers(Create());
+    ASSERT_EQ(0, ::chmod((tree + "closed").c_str(), 0));
+    const auto entries = CreateEntries(AsOrdinaryUser());
+    EXPECT_EQ(0U, entries.at("closed").count("md5"));
+    EXPECT_EQ("file", entries.at("closed").at("type"));
+    EXPECT_EQ(Md5("2"), entries.at("open").at("md5"));
+    EXPECT_EQ("inventory: no digest: closed: Permission denied\n", created.err);
+    EXPECT_TRUE(Contains(created.out, "1  files without a digest\n"));
+    EXPECT_TRUE(Contains(created.out, "0  of type unreadable\n"));
+
+    // What has no digest is compared as ever.
+    Result result = VerifyDigests(AsOrdinaryUser());
+    EXPECT_EQ(0, result.status) << result;
+    EXPECT_EQ("", result.err);
+    EXPECT_EQ("0 added, 0 removed, 0 changed, 3 the same, 2 digests compared\n",
+              result.out);
+
+    // What has one, and cannot be read any more, is no longer the same.
+    ASSERT_EQ(0, ::chmod((tree + "open").c_str(), 0));
+    result = VerifyDigests(AsOrdinaryUser());
+    EXPECT_EQ(1, result.status);
+    EXPECT_EQ("inventory: no digest: open: Permission denied\n", result.err);
+    EXPECT_EQ(
+        "changed  open (content not read)\n"
+        "0 added, 0 removed, 1 changed, 2 the same, 1 digests compared\n",
+        result.out);
+
+    // Without the option, no file is read.
+    result = Verify(AsOrdinaryUser());
+    EXPECT_EQ(0, result.status) << result;
+    EXPECT_EQ("", result.err);
+    EXPECT_EQ("0 added, 0 removed, 0 changed, 3 the same\n", result.out);
+}
+
+// While the first file is read, the others have been listed and not yet read.
+TEST_F(DigestTest, AreMissingWhereAFileChangesMeanwhile) {
+    for (const char* const file :
+         {"gone", "longer", "rewritten", "steady", "to file", "to folder",
+          "to link", "to pipe"}) {
+        Write(file, "12345");
+    }
+    WriteEndless("0");
+    Setting setting;
+    setting.meanwhile = [this](pid_t program, int /*error*/) {
+        if (!WaitUntil([&] { return PositionIn(tree + "0", program) > 0; })) {
+            return false;
+        }
+        for (const char* const file :
+             {"gone", "to file", "to folder", "to link", "to pipe"}) {
+            std::filesystem::remove(tree + file);
+        }
+        Write("longer", "1234567");
+        Rewrite("rewritten", "54321");
+        Write("to file", "another one");
+        MakeDir("to folder");
+        Link("to link", "steady");
+        EXPECT_EQ(0, ::mkfifo((tree + "to pipe").c_str(), 0600));
+        std::filesystem::resize_file(tree + "0", 10);  // Which ends the wait.
+        return true;
+    };
+    const auto entries = CreateEntries(setting);
+    EXPECT_EQ(
+        "inventory: no digest: 0: changed since it was listed\n"
+        "inventory: no digest: gone: No such file or directory\n"
+        "inventory: no digest: longer: changed since it was listed\n"
+        "inventory: no digest: rewritten: changed since it was listed\n"
+        "inventory: no digest: to file: changed since it was listed\n"
+        "inventory: no digest: to folder: no longer a file\n"
+        "inventory: no digest: to link: no longer a file\n"
+        "inventory: no digest: to pipe: no longer a file\n",
+        created.err);
+    EXPECT_TRUE(Contains(created.out, " 8  files without a digest\n"));
+    for (const auto& [path, attributes] : entries) {
+        EXPECT_EQ("file", attributes.at("type")) << path;
+        EXPECT_EQ(path == "steady" ? 1U : 0U, attributes.count("md5")) << path;
+    }
+    EXPECT_EQ("5", entries.at("longer").at("size"));  // As it was listed.
+    EXPECT_EQ(Md5("12345"), entries.at("steady").at("md5"));
+}
+
+// Where its size does not tell, either.
+TEST_F(DigestTest, AreMissingWhereAFileIsWrittenToWhileItIsRead) {
+    const off_t size = 50000000;
+    Write("a", "");
+    std::filesystem::resize_file(tree + "a", size);
+    const Descriptor file(::open((tree + "a").c_str(), O_WRONLY | O_CLOEXEC));
+    bool isInTheMiddle = false;
+    for (int i = 0; i < 50 && !isInTheMiddle; ++i) {
+        Setting setting;
+        setting.meanwhile = [&](pid_t program, int /*error*/) {
+            const auto position = [&] {
+                return PositionIn(tree + "a", program);
+            };
+            siginfo_t state{};
+            while (position() <= 0 && state.si_pid == 0) {
+                ::waitid(P_PID, static_cast<id_t>(program), &state,
+                         WEXITED | WNOHANG | WNOWAIT);
+            }
+            isInTheMiddle =
+                Halt(program) && position() > 0 && position() < size;
+            return (!isInTheMiddle ||
+                    ::pwrite(file.Number(), "x", 1, 0) == 1) &&
+                   ::kill(program, SIGCONT) == 0;
+        };
+        const auto entries = CreateEntries(setting);
+        EXPECT_EQ(isInTheMiddle ? 0U : 1U, entries.at("a").count("md5"));
+        EXPECT_EQ(isInTheMiddle
+                      ? "inventory: no digest: a: changed since it was listed\n"
+                      : "",
+                  created.err);
+    }
+    EXPECT_TRUE(isInTheMiddle);
+}
+
+// A pipe blocks whoever opens it by its name until somebody writes.
+TEST_F(DigestTest, NeverWaitAtAPipe) {
+    MakeDir("d");
+    const std::string pipes = dir.MakeDir("pipes");
+    for (int i = 0; i < 100; ++i) {
+        const std::string name = "/" + std::to_string(i);
+        Write("d" + name, "12345");
+        ASSERT_EQ(0, ::mkfifo((pipes + name).c_str(), 0600));
+    }
+    Create();
+    std::atomic<bool> stop{false};
+    std::thread changer([&] {
+        while (!stop) {
+            ::renameat2(AT_FDCWD, (tree + "d").c_str(), AT_FDCWD, pipes.c_str(),
+                        RENAME_EXCHANGE);
+        }
+    });
+    for (int i = 0; i < 20 && !HasFailure(); ++i) {
+        for (const Strings& arguments :
+             {Strings{"create", tree, dir / "new.xml", "--digest"},
+              Strings{"copy", out, tree, dir / "copies"}}) {
+            const Result result = RunInventory(arguments);
+            EXPECT_TRUE(result.status == 0 || result.status == 1) << result;
+        }
+        std::filesystem::remove_all(dir / "copies");
+    }
+    stop = true;
+    changer.join();
+}
+
+TEST_F(DigestTest, TellChangesThatTimesDoNotTell) {
+    const timespec past[] = {{1000000000, 0}, {1000000000, 0}};
+    for (const char* const file :
+         {"content", "longer", "same", "to link", "touched", "written"}) {
+        Write(file, "12345");
+        ASSERT_EQ(0, ::utimensat(AT_FDCWD, (tree + file).c_str(), past, 0));
+    }
+    Create(Setting(), {"--digest"});
+    Rewrite("content", "12354");
+    Write("longer", "123456");
+    ASSERT_EQ(0, ::chmod((tree + "longer").c_str(), 0));  // Not to be read.
+    std::filesystem::remove(tree + "to link");
+    Link("to link", "same");
+    ASSERT_EQ(0, ::utimensat(AT_FDCWD, (tree + "touched").c_str(), nullptr, 0));
+    Write("written", "123??");
+
+    Result result = VerifyDigests(AsOrdinaryUser());
+    EXPECT_EQ(1, result.status);
+    EXPECT_EQ("", result.err);
+    EXPECT_EQ(
+        "changed  content (content)\n"
+        "changed  longer (size 5 -> 6, modified)\n"
+        "changed  to link (type file -> link)\n"
+        "changed  touched (modified)\n"
+        "changed  written (modified, content)\n"
+        "0 added, 0 removed, 5 changed, 1 the same, 4 digests compared\n",
+        result.out);
+
+    result = Verify();
+    EXPECT_EQ(1, result.status);
+    EXPECT_EQ(
+        "changed  longer (size 5 -> 6, modified)\n"
+        "changed  to link (type file -> link)\n"
+        "changed  touched (modified)\n"
+        "changed  written (modified)\n"
+        "0 added, 0 removed, 4 changed, 2 the same\n",
+        result.out);
+}
+
+TEST_F(DigestTest, AreNotComparedWhereTheDocumentHasNone) {
+    Write("a", "12345");
+    Create();
+    Rewrite("a", "54321");
+    const Result result = VerifyDigests();
+    EXPECT_EQ(0, result.status) << result;
+    EXPECT_EQ("0 added, 0 removed, 0 changed, 1 the same, 0 digests compared\n",
+              result.out);
+}
+
+// Interruption
+
+// Whether the pipe takes no more, and who writes to it waits.
+bool IsFull(int pipe) {
+    int size = 0;
+    return ::ioctl(pipe, FIONREAD, &size) == 0 &&
+           size > ::fcntl(pipe, F_GETPIPE_SZ) - 4096;
+}
+
+bool InterruptAndGoOn(pid_t program) {
+    return ::kill(program, SIGINT) == 0 && ::kill(program, SIGCONT) == 0;
+}
+
+class InterruptionTest : public DigestTest {
+protected:
+    InterruptionTest() { dir.Write("out.xml", "as it was"); }
+
+    // Died of the signal, and has tidied up.
+    void ExpectInterrupted(const Result& result, int signal) {
+        EXPECT_EQ("(signal " + std::to_string(signal) + ")", result.end)
+            << result;
+        EXPECT_EQ("", result.out);
+        const Strings shown = Screen(result.err);
+        ASSERT_LE(2U, shown.size()) << result;
+        EXPECT_EQ("inventory: interrupted", shown[shown.size() - 2]);
+        EXPECT_EQ("as it was", Content(out));
+    }
+};
+
+TEST_F(InterruptionTest, LeavesAFileInTheMiddle) {
+    Write("0", "first");
+    WriteEndless("1");
+    const std::string in = dir.Write(
+        "in.xml", DocumentOf(WithDigest(FileElement(1, "1", "1099511627776"),
+                                        std::string(32, '0'))));
+    // With many that wait, and with none.
+    for (const int more : {0, 2000}) {
+        for (int i = 0; i < more; ++i) {
+            Write("2 " + std::to_string(i), "");
+        }
+        for (const Strings& arguments :
+             {Strings{"create", tree, out, "--digest"},
+              Strings{"verify", tree, in, "--digest"}}) {
+            for (const int signal : {SIGINT, SIGTERM}) {
+                SCOPED_TRACE(arguments.front() + " " + std::to_string(signal));
+                Setting setting;
+                setting.onTerminal = true;
+                setting.meanwhile = [&](pid_t program, int /*error*/) {
+                    if (!WaitUntil([&] {
+                            return PositionIn(tree + "1", program) > 0;
+                        })) {
+                        return false;
+                    }
+                    // For those that wait to come.
+                    std::this_thread::sleep_for(
+                        std::chrono::milliseconds(more != 0 ? 200 : 0));
+                    return ::kill(program, signal) == 0;
+                };
+                const Result result = RunInventory(arguments, setting);
+                ExpectInterrupted(result, signal);
+                EXPECT_TRUE(Contains(result.err, "1 entries, ")) << result;
+                EXPECT_EQ((Strings{"inventory: interrupted", ""}),
+                          Screen(result.err));
+            }
+        }
+    }
+    ExpectBeside({"out.xml", "in.xml"});
+}
+
+// Complaints that nobody reads hold the walk where it is.
+class HeldWalkTest : public InterruptionTest {
+protected:
+    HeldWalkTest() {
+        MakeDir("listed");
+        for (int i = 0; i < 1000; ++i) {
+            Write("listed/" + std::to_string(i) + std::string(100, 'n'), "");
+        }
+        ::chmod((tree + "listed").c_str(), 0400);
+        dir.Write("in.xml", DocumentOf(""));
+        setting.dropPrivileges = true;
+        setting.meanwhile = [](pid_t program, int error) {
+            return WaitUntil([&] { return IsFull(error); }) &&
+                   ::kill(program, SIGINT) == 0;
+        };
+    }
+    ~HeldWalkTest() override { ::chmod((tree + "listed").c_str(), 0700); }
+
+    Setting setting;
+};
+
+TEST_F(HeldWalkTest, StopsWhenItIsInterrupted) {
+    for (const Strings& arguments :
+         {Strings{"create", tree, out},
+          Strings{"create", tree, out, "--digest"},
+          Strings{"verify", tree, dir / "in.xml"},
+          Strings{"verify", tree, dir / "in.xml", "--digest"}}) {
+        SCOPED_TRACE(arguments.front());
+        const Result result = RunInventory(arguments, setting);
+        ExpectInterrupted(result, SIGINT);
+        EXPECT_LT(Lines(result.err).size(), 1000U);
+    }
+    ExpectBeside({"out.xml", "in.xml"});
+}
+
+TEST_F(HeldWalkTest, DoesNotWaitForAReaderOfItsOutput) {
+    ::chmod((tree + "listed").c_str(), 0700);
+    const Channel unread = MakePipe();
+    setting.output = unread.writing.Number();
+    setting.meanwhile = [&](pid_t program, int /*error*/) {
+        return WaitUntil([&] { return IsFull(unread.reading.Number()); }) &&
+               ::kill(program, SIGINT) == 0;
+    };
+    const Result result =
+        RunInventory({"verify", tree, dir / "in.xml"}, setting);
+    EXPECT_EQ("(signal 2)", result.end) << result;
+}
+
+TEST_F(HeldWalkTest, GoesOnWhereInterruptsAreIgnored) {
+    setting.ignoresInterrupts = true;
+    const Result result =
+        RunInventory({"create", tree, out, "--digest"}, setting);
+    EXPECT_EQ(0, result.status) << result;
+    EXPECT_EQ(1000U, Lines(result.err).size());
+    EXPECT_EQ(1001U, EntriesOf(Content(out)).size());
+}
+
+// The document is there, and its summary waits for a reader.
+TEST_F(InterruptionTest, EndsAWaitForAReader) {
+    const Channel unread = MakePipe();
+    const std::string block(4096, 'x');
+    while (!IsFull(unread.reading.Number())) {
+        ASSERT_LT(0, ::write(unread.writing.Number(), block.data(), 4096));
+    }
+    Setting setting;
+    setting.output = unread.writing.Number();
+    setting.meanwhile = [&](pid_t program, int /*error*/) {
+        // More than once: the first can come before the wait.
+        siginfo_t state{};
+        return WaitUntil([&] { return Content(out) != "as it was"; }) &&
+               WaitUntil([&] {
+                   return ::kill(program, SIGINT) == 0 &&
+                          ::waitid(P_PID, static_cast<id_t>(program), &state,
+                                   WEXITED | WNOHANG | WNOWAIT) == 0 &&
+                          state.si_pid != 0;
+               });
+    };
+    const Result result = RunInventory({"create", tree, out}, setting);
+    EXPECT_EQ("(signal 2)", result.end) << result;
+    EXPECT_EQ("inventory: interrupted\n", result.err);
+    EXPECT_EQ(0U, EntriesOf(Content(out)).size());
+    ExpectBeside({"out.xml"});
+}
+
+TEST_F(InterruptionTest, LeavesNoDocumentBehindThatIsHalfWritten) {
+    // For the writing to take its time.
+    for (int i = 0; i < 3000; ++i) {
+        Write(std::to_string(i) + std::string(200, 'n'), "");
+    }
+    bool isThere = false;
+    for (int i = 0; i < 50 && !isThere; ++i) {
+        dir.Write("out.xml", "as it was");
+        const auto look = [&] {
+            const std::filesystem::directory_iterator entries(dir.Path());
+            return std::any_of(
+                begin(entries), end(entries), [](const auto& entry) {
+                    return Contains(entry.path().native(), "/.inventory-");
+                });
+        };
+        Setting setting;
+        setting.meanwhile = [&](pid_t program, int /*error*/) {
+            siginfo_t state{};
+            while (!look() && state.si_pid == 0) {
+                ::waitid(P_PID, static_cast<id_t>(program), &state,
+                         WEXITED | WNOHANG | WNOWAIT);
+            }
+            isThere = state.si_pid == 0 && Halt(program) && look();
+            return InterruptAndGoOn(program) || !isThere;
+        };
+        const Result result = RunInventory({"create", tree, out}, setting);
+        if (isThere) {
+            ExpectInterrupted(result, SIGINT);
+        }
+        ExpectBeside({"out.xml"});
+    }
+    EXPECT_TRUE(isThere);
+}
+
+// At any moment: all is as it was, or all is done.
+TEST_F(InterruptionTest, HappensAtAnyMoment) {
+    for (int i = 0; i < 300; ++i) {
+        Write(std::to_string(i), Noise(static_cast<std::size_t>(i) * 100));
+    }
+    int interrupted = 0;
+    for (int i = 0; i < 60; ++i) {
+        dir.Write("out.xml", "as it was");
+        Setting setting;
+        setting.meanwhile = [i](pid_t program, int /*error*/) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(i));
+            return ::kill(program, SIGINT) == 0;
+        };
+        Strings arguments = {"create", tree, out};
+        if (i % 3 != 0) {
+            arguments.emplace_back("--digest");
+        }
+        const Result result = RunInventory(arguments, setting);
+        if (result.status == 0) {
+            EXPECT_EQ(300U, EntriesOf(Content(out)).size());
+        } else {
+            EXPECT_EQ("(signal 2)", result.end) << result;
+            // A signal before the first look ends the program at once.
+            EXPECT_TRUE(result.err.empty() ||
+                        result.err == "inventory: interrupted\n")
+                << result;
+            EXPECT_EQ("as it was", Content(out));
+            ++interrupted;
+        }
+        ExpectBeside({"out.xml"});
+    }
+    EXPECT_GT(interrupted, 0);
+}
+
+TEST_F(InterruptionTest, RemovesTheCopyThatIsBeingMade) {
+    Write("0", "first");
+    Write("1", "");
+    const off_t size = 50000000;
+    std::filesystem::resize_file(tree + "1", size);
+    Write("2", "last");
+    Create();
+    const std::string copies = dir / "copies/";
+    bool isHalf = false;
+    for (int i = 0; i < 50 && !isHalf; ++i) {
+        std::filesystem::remove_all(copies);
+        const auto copied = [&] {
+            struct stat info;
+            return ::stat((copies + "1").c_str(), &info) == 0 ? info.st_size
+                                                              : 0;
+        };
+        Setting setting;
+        setting.meanwhile = [&](pid_t program, int /*error*/) {
+            if (!WaitUntil([&] { return copied() > 0; })) {
+                return false;
+            }
+            isHalf = Halt(program) && copied() > 0 && copied() < size;
+            return InterruptAndGoOn(program) || !isHalf;
+        };
+        const Result result =
+            RunInventory({"copy", out, tree, copies}, setting);
+        if (isHalf) {
+            EXPECT_EQ("(signal 2)", result.end) << result;
+            EXPECT_EQ("", result.out);
+            EXPECT_EQ("inventory: interrupted\n", result.err);
+            EXPECT_EQ((std::set<std::string>{"0"}), PathsIn(copies));
+            EXPECT_EQ("first", Content(copies + "0"));
+        }
+    }
+    EXPECT_TRUE(isHalf);
 }
 
 // The system's own

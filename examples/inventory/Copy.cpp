@@ -1,6 +1,5 @@
 // inventory copy: the files of an inventory, copied and compared.
 
-#include <Bases/FileIo.h>
 #include <Bases/FileSys.h>
 
 #include <algorithm>
@@ -13,9 +12,11 @@
 
 #include "DocumentReader.h"
 #include "Failure.h"
+#include "Interrupt.h"
 #include "Names.h"
 #include "Output.h"
 #include "Progress.h"
+#include "RegularFile.h"
 #include "Verbs.h"
 #include "Walk.h"
 
@@ -32,26 +33,8 @@ FileType TypeAt(const std::string& path) {
     return std::filesystem::symlink_status(path, error).type();
 }
 
-bool OpenToRead(Novu::FileIo& file, const std::string& path) {
-    return file.Open(path, /*access=*/0x80000000, /*share=*/0, /*creation=*/4);
-}
-
-// Fewer bytes than `count` only at the end, or where reading fails.
-std::size_t ReadBlock(Novu::FileIo& file, char* block, std::size_t count) {
-    std::size_t done = 0;
-    while (done < count) {
-        const unsigned int got =
-            file.Read(block + done, static_cast<unsigned int>(count - done));
-        if (got == 0) {
-            break;
-        }
-        done += got;
-    }
-    return done;
-}
-
-// Byte by byte. The size counts, too: FileIo reads nothing at the end and where
-// reading fails, and a copy ends where its making could not read on.
+// Byte by byte. The size counts, too: a copy ends where its making could not
+// read on. False when the program is interrupted: what was not compared goes.
 bool AreSame(Novu::FileIo& a, Novu::FileIo& b) {
     long long left = a.GetFileSize();
     if (b.GetFileSize() != left || a.SeekToBegin() != 0 ||
@@ -63,7 +46,7 @@ bool AreSame(Novu::FileIo& a, Novu::FileIo& b) {
     while (left > 0) {
         const auto count = static_cast<std::size_t>(
             std::min(left, static_cast<long long>(blockOfA.size())));
-        if (ReadBlock(a, blockOfA.data(), count) != count ||
+        if (IsInterrupted() || ReadBlock(a, blockOfA.data(), count) != count ||
             ReadBlock(b, blockOfB.data(), count) != count ||
             std::memcmp(blockOfA.data(), blockOfB.data(), count) != 0) {
             return false;
@@ -107,21 +90,24 @@ std::string MakeFolders(const std::string& root, const std::string& path) {
 
 // Copies a file to where there is none. The answer is what is wrong, or empty.
 std::string CopyAndCompare(const std::string& from, const std::string& to) {
-    Novu::FileIo original;
-    if (!OpenToRead(original, from)) {
-        return std::string("unreadable: ") + std::strerror(errno);
+    try {
+        RegularFile original(from);
+        errno = EEXIST;  // What CopyFile does not set when it finds one there.
+        if (!FileSys::CopyFile(original.Name(), to)) {
+            return std::strerror(errno);
+        }
+        Novu::FileIo copy;
+        if (copy.Open(to, /*access=*/0x80000000, /*share=*/0, /*creation=*/4) &&
+            AreSame(original.Io(), copy)) {
+            return "";
+        }
+        copy.Close();
+        return FileSys::DeleteFile(to)
+                   ? "the copy differs"
+                   : "the copy differs, and cannot be removed";
+    } catch (const Failure& failure) {
+        return std::string("unreadable: ") + failure.what();
     }
-    errno = EEXIST;  // What CopyFile does not set when it finds a file there.
-    if (!FileSys::CopyFile(from, to)) {
-        return std::strerror(errno);
-    }
-    Novu::FileIo copy;
-    if (OpenToRead(copy, to) && AreSame(original, copy)) {
-        return "";
-    }
-    copy.Close();
-    return FileSys::DeleteFile(to) ? "the copy differs"
-                                   : "the copy differs, and cannot be removed";
 }
 
 // Copies, and keeps the lines of the result and their counts.
@@ -218,6 +204,7 @@ private:
 
 ExitStatus Copy(const Options& options) {
     const std::vector<Entry> document = ReadDocument(options.document);
+    CatchInterrupts();
     // A walk, and not the document's paths alone: no link is followed, and no
     // file comes from elsewhere.
     Walk walk(options.folder);
@@ -245,6 +232,7 @@ ExitStatus Copy(const Options& options) {
             copying.Missing(*listed++);
         }
     }
+    ReleaseInterrupts();
     Print(copying.Text());
     return copying.IsWhole() ? kDone : kDifferent;
 }

@@ -2,8 +2,11 @@
 
 #include <array>
 #include <iterator>
+#include <utility>
 
+#include "Digests.h"
 #include "DocumentWriter.h"
+#include "Interrupt.h"
 #include "Names.h"
 #include "Output.h"
 #include "Progress.h"
@@ -20,6 +23,7 @@ struct Summary {
     unsigned long long bytes = 0;
     unsigned long long closedFolders = 0;
     unsigned long long escaped = 0;
+    unsigned long long withoutDigest = 0;  // Files whose digest was asked for.
 
     void Count(const Entry& entry, bool wasEscaped) {
         ++entries;
@@ -27,9 +31,13 @@ struct Summary {
         bytes = AddSizes(bytes, entry.type == Type::File ? entry.size : 0);
         closedFolders += entry.contentsUnreadable ? 1 : 0;
         escaped += wasEscaped ? 1 : 0;
+        if (entry.type == Type::File && !entry.problem.empty()) {
+            ++withoutDigest;
+        }
     }
 
-    std::string Text(unsigned long documentSize, double seconds) const {
+    std::string Text(bool withDigests, unsigned long documentSize,
+                     double seconds) const {
         std::vector<std::vector<std::string>> rows = {
             {std::to_string(entries), "entries"}};
         for (const Type type : kTypes) {
@@ -40,6 +48,10 @@ struct Summary {
         rows.push_back({std::to_string(closedFolders),
                         "folders with unreadable contents"});
         rows.push_back({std::to_string(escaped), "entries escaped"});
+        if (withDigests) {
+            rows.push_back(
+                {std::to_string(withoutDigest), "files without a digest"});
+        }
         rows.push_back({std::to_string(bytes), "bytes in files"});
         rows.push_back({std::to_string(documentSize), "bytes of document"});
         rows.push_back({WithDecimals(seconds, 2), "seconds"});
@@ -50,6 +62,7 @@ struct Summary {
 }  // namespace
 
 ExitStatus Create(const Options& options) {
+    CatchInterrupts();
     RequireReplaceable(options.document);
     DocumentWriter document(options.encoding);
     Walk walk(options.folder);
@@ -57,24 +70,29 @@ ExitStatus Create(const Options& options) {
     double seconds = 0;
     {
         Progress progress;
-        Entry entry;
-        while (walk.Next(entry)) {
+        const auto take = [&](const Entry& entry) {
             const bool escaped = document.Add(entry);
             if (!entry.problem.empty()) {
-                progress.Complain("unreadable: " + Printable(entry.path) +
-                                  ": " + entry.problem);
+                progress.Complain(Complaint(entry));
             }
             if (escaped) {
                 progress.Complain("escaped: " + Printable(entry.path));
             }
             summary.Count(entry, escaped);
             progress.Count(entry);
+        };
+        Digests digests(options.folder);
+        Entry entry;
+        while (walk.Next(entry)) {
+            const bool wanted = options.digest && entry.type == Type::File;
+            digests.Add(std::move(entry), wanted, take);
         }
+        digests.Finish();
         seconds = progress.Seconds();
     }
     // After the walk, which so meets the document before this one, if any.
     const unsigned long size = document.Save(options.document);
-    Print(summary.Text(size, seconds));
+    Print(summary.Text(options.digest, size, seconds));
     return kDone;
 }
 

@@ -9,26 +9,22 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <charconv>
 #include <climits>
 #include <cstdio>
 #include <cstring>
-#include <map>
 #include <memory>
 #include <optional>
 #include <set>
 #include <stdexcept>
-#include <string_view>
 #include <utility>
 
+#include "Attributes.h"
 #include "Failure.h"
 #include "Names.h"
 
 namespace Inventory {
 
 namespace {
-
-using Attributes = std::map<std::string, std::string>;
 
 // Not XmlReader::Load(path): only who opens the file knows why it cannot be
 // read, and libxml2 takes some names for more than a file ("-" is standard
@@ -66,34 +62,6 @@ std::string DeclaredEncoding(const std::string& bytes) {
     return declaration.substr(open + 1, close - open - 1);
 }
 
-// XmlReader's own numbers are those of atoi: 32 bits, and 0 for no number.
-template <typename Number>
-Number ParseNumber(const std::string& attribute, const std::string& text) {
-    Number number{};
-    std::from_chars(text.data(), text.data() + text.size(), number);
-    // As it is written, and no other way; 0 stands for what could not be read.
-    if (std::to_string(number) != text) {
-        throw Failure(attribute + " '" + Printable(text) + "' is no number");
-    }
-    return number;
-}
-
-void RequireRelative(const std::string& path) {
-    std::string_view rest = path;
-    while (true) {
-        const std::size_t slash = rest.find('/');
-        const std::string_view part = rest.substr(0, slash);
-        if (part.empty() || part == "." || part == "..") {
-            throw Failure("the path '" + Printable(path) +
-                          "' is not one below a folder");
-        }
-        if (slash == std::string_view::npos) {
-            return;
-        }
-        rest.remove_prefix(slash + 1);
-    }
-}
-
 // Reads the document's tree. Its failures do not name the file.
 class Parser {
 public:
@@ -111,33 +79,6 @@ private:
     std::string charset;               // Of the names when it was written.
     std::set<Novu::Guid> identifiers;  // Those met so far.
 };
-
-// Removes an attribute that may be there.
-std::optional<std::string> TakeIfThere(Attributes& attributes,
-                                       const std::string& name) {
-    auto taken = attributes.extract(name);
-    if (taken.empty()) {
-        return std::nullopt;
-    }
-    return std::move(taken.mapped());
-}
-
-// Removes an attribute that must be there.
-std::string Take(Attributes& attributes, const std::string& name) {
-    std::optional<std::string> value = TakeIfThere(attributes, name);
-    if (!value) {
-        throw Failure("the attribute " + name + " is missing");
-    }
-    return std::move(*value);
-}
-
-// Every attribute has been taken.
-void RequireNone(const Attributes& attributes) {
-    if (!attributes.empty()) {
-        throw Failure("the attribute " + Printable(attributes.begin()->first) +
-                      " does not belong there");
-    }
-}
 
 Parser::Parser(const std::string& path) {
     std::string bytes = ReadFile(path);
@@ -210,7 +151,10 @@ Entry Parser::ReadEntry(Attributes attributes) {
     Entry entry;
     TakeIdentifier(attributes);
     entry.path = TakeName(attributes, "path");
-    RequireRelative(entry.path);
+    if (!IsBelowAFolder(entry.path)) {
+        throw Failure("the path '" + Printable(entry.path) +
+                      "' is not one below a folder");
+    }
 
     const std::string typeName = Take(attributes, "type");
     const std::optional<Type> type = TypeNamed(typeName);
@@ -219,14 +163,16 @@ Entry Parser::ReadEntry(Attributes attributes) {
     }
     entry.type = *type;
     if (entry.type != Type::Unreadable) {
-        entry.size =
-            ParseNumber<unsigned long long>("size", Take(attributes, "size"));
+        entry.size = TakeNumber<unsigned long long>(attributes, "size");
         for (const auto& [name, time] :
              {std::pair("modified", &entry.modified),
               std::pair("changed", &entry.changed),
               std::pair("created", &entry.created)}) {
-            *time = ParseNumber<long long>(name, Take(attributes, name));
+            *time = TakeNumber<long long>(attributes, name);
         }
+    }
+    if (entry.type == Type::File) {
+        entry.md5 = TakeDigest(attributes);
     }
     if (entry.type == Type::Link) {
         entry.target = TakeName(attributes, "target");

@@ -15,6 +15,7 @@
 #include <cstring>
 
 #include "Failure.h"
+#include "Interrupt.h"
 #include "Names.h"
 
 namespace Inventory {
@@ -134,6 +135,9 @@ bool DocumentWriter::Add(const Entry& entry) {
         Require(writer.WriteAttribute("changed", entry.changed));
         Require(writer.WriteAttribute("created", entry.created));
     }
+    if (!entry.md5.empty()) {
+        Require(writer.WriteAttribute("md5", entry.md5));
+    }
     if (entry.type == Type::Link) {
         escaped = WriteName("target", entry.target) || escaped;
     }
@@ -168,8 +172,11 @@ unsigned long DocumentWriter::Save(const std::string& path) {
                       std::to_string(size) + " bytes could be written");
     }
     if (::fsync(file.Descriptor()) != 0 ||
-        ::fchmod(file.Descriptor(), ModeOf(path)) != 0 ||
-        !file.RenameTo(path)) {
+        ::fchmod(file.Descriptor(), ModeOf(path)) != 0) {
+        throw Failure(Printable(path) + ": " + std::strerror(errno));
+    }
+    StopIfInterrupted();
+    if (!file.RenameTo(path)) {
         throw Failure(Printable(path) + ": " + std::strerror(errno));
     }
     return size;

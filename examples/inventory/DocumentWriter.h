@@ -3,7 +3,7 @@
 //   <?xml version="1.0" encoding="UTF-8"?>
 //   <inventory version="1" charset="UTF-8" id="...">
 //   <entry id="..." path="a/b.txt" type="file" size="12" modified="..."
-//          changed="..." created="..."/>
+//          changed="..." created="..." md5="..."/>
 //   </inventory>
 //
 // charset      The character set that the file names were read in.
@@ -12,6 +12,8 @@
 // pathEscaped  ... and escaped where it is not.
 // target       Of a link, its text; or targetEscaped.
 // contents     "unreadable" for a folder whose entries are not known.
+// md5          Of a file, where it was asked for and could be computed: the
+//              digest of its content, 32 hexadecimal digits in lower case.
 //
 // An entry of the type "unreadable" has neither size nor times.
 
@@ -36,7 +38,8 @@ public:
     bool Add(const Entry& entry);
 
     /// Ends the document and puts it at `path`, whole or not at all: it is
-    /// written beside and then renamed. Answers its size in bytes.
+    /// written beside and then renamed. Not at all when the program is
+    /// interrupted before that. Answers its size in bytes.
     unsigned long Save(const std::string& path);
 
 private:

@@ -34,6 +34,11 @@ std::optional<Type> TypeNamed(const std::string& name) {
     return std::nullopt;
 }
 
+std::string Complaint(const Entry& entry) {
+    return (entry.type == Type::File ? "no digest: " : "unreadable: ") +
+           Printable(entry.path) + ": " + entry.problem;
+}
+
 bool IsBefore(const std::string& path, const std::string& other) {
     const auto [a, b] =
         std::mismatch(path.begin(), path.end(), other.begin(), other.end());
@@ -80,6 +85,12 @@ std::string Changes(const Entry& before, const Entry& now) {
     if (before.target != now.target) {
         add("target " + Printable(before.target) + " -> " +
             Printable(now.target));
+    }
+    if (!before.md5.empty() && !now.md5.empty() && before.md5 != now.md5) {
+        add("content");
+    }
+    if (now.type == Type::File && !now.problem.empty()) {
+        add("content not read");
     }
     return changes;
 }

@@ -29,8 +29,12 @@ struct Entry {
     long long created = 0;            // Whole seconds.
     std::string target;               // Of a link; bytes as on the disk.
     bool contentsUnreadable = false;  // Of a folder.
-    std::string problem;  // Why it, or its contents, cannot be read.
+    std::string md5;      // Of a file, where it was asked for: 32 hex digits.
+    std::string problem;  // Why it, or what is in it, cannot be read.
 };
+
+/// What to tell the user of an entry with a problem.
+std::string Complaint(const Entry& entry);
 
 /// The order of a walk: a folder, then what is in it, then the folder's next
 /// sibling; siblings by the bytes of their names.
@@ -39,7 +43,8 @@ bool IsBefore(const std::string& path, const std::string& other);
 /// True when `path` lies in the folder `folder`, at any depth.
 bool IsBelow(const std::string& path, const std::string& folder);
 
-/// What has changed, for people; empty when nothing that counts has.
+/// What has changed, for people; empty when nothing that counts has. Contents
+/// count where both have a digest, or `now` has a problem in its place.
 std::string Changes(const Entry& before, const Entry& now);
 
 /// The sum, or the largest number where the sum is larger (sparse files claim

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <stdexcept>
+#include <string_view>
 
 namespace Inventory {
 
@@ -53,6 +54,21 @@ bool IsPlain(const std::string& name) {
                IsConvertible(name);
     } catch (const std::runtime_error&) {  // No text of this locale.
         return false;
+    }
+}
+
+bool IsBelowAFolder(const std::string& path) {
+    std::string_view rest = path;
+    while (true) {
+        const std::size_t slash = rest.find('/');
+        const std::string_view part = rest.substr(0, slash);
+        if (part.empty() || part == "." || part == "..") {
+            return false;
+        }
+        if (slash == std::string_view::npos) {
+            return true;
+        }
+        rest.remove_prefix(slash + 1);
     }
 }
 

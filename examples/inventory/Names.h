@@ -18,6 +18,9 @@ bool IsAscii(const std::string& name);
 
 bool IsPlain(const std::string& name);
 
+/// True for a path that stays below the folder that it starts from.
+bool IsBelowAFolder(const std::string& path);
+
 std::string Escape(const std::string& name);
 
 /// The name of an escaped text. False, with `name` unchanged, for a text that

@@ -17,6 +17,7 @@ struct Options {
     std::string document;
     std::string target;  // For Verb::Copy: the folder of the copies.
     std::string encoding = "UTF-8";
+    bool digest = false;  // Digests are computed, or compared.
 };
 
 /// Reads the arguments after the program's name. Throws Failure for those that

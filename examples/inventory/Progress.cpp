@@ -63,7 +63,7 @@ void Progress::Draw(Clock::time_point now) {
 
 void Progress::Clear() {
     if (width != 0) {
-        const std::string blanks(width, ' ');
+        const std::string blanks(width + 2, ' ');  // And over a "^C".
         std::fprintf(stderr, "\r%s\r", blanks.c_str());
         width = 0;
     }

@@ -4,6 +4,7 @@
 #include <array>
 #include <iterator>
 #include <map>
+#include <set>
 #include <utility>
 
 #include "DocumentReader.h"
@@ -44,9 +45,19 @@ std::string ExtensionOf(const std::string& path) {
 std::string TypeTable(const std::vector<Entry>& entries) {
     std::array<Total, std::size(kTypes)> ofType{};
     Total all;
+    Total withDigest;
+    Total duplicates;  // Of a file before them.
+    std::set<std::pair<unsigned long long, std::string>> contents;
     for (const Entry& entry : entries) {
-        ofType[static_cast<std::size_t>(entry.type)].Add({1, entry.size});
-        all.Add({1, entry.size});
+        const Total one{1, entry.size};
+        ofType[static_cast<std::size_t>(entry.type)].Add(one);
+        all.Add(one);
+        if (!entry.md5.empty()) {
+            withDigest.Add(one);
+            if (!contents.emplace(entry.size, entry.md5).second) {
+                duplicates.Add(one);
+            }
+        }
     }
 
     Rows rows = {{"entries", "bytes", "size", "type"}};
@@ -55,6 +66,8 @@ std::string TypeTable(const std::vector<Entry>& entries) {
             Row(ofType[static_cast<std::size_t>(type)], NameOf(type)));
     }
     rows.push_back(Row(all, "(total)"));
+    rows.push_back(Row(withDigest, "(files with a digest)"));
+    rows.push_back(Row(duplicates, "(duplicates among them)"));
     return Table(rows);
 }
 

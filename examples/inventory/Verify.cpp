@@ -1,6 +1,10 @@
 // inventory verify: a folder compared with its inventory.
 
+#include <utility>
+
+#include "Digests.h"
 #include "DocumentReader.h"
+#include "Interrupt.h"
 #include "Names.h"
 #include "Output.h"
 #include "Progress.h"
@@ -30,18 +34,24 @@ public:
             ++changed;
             lines += "changed  " + Printable(now.path) + " (" + changes + ")\n";
         }
+        if (!before.md5.empty() && !now.md5.empty()) {
+            ++digests;
+        }
     }
     void NotCompared() { ++notCompared; }
 
     bool IsSame() const { return lines.empty(); }
 
-    std::string Text() const {
+    std::string Text(bool withDigests) const {
         std::string counts = std::to_string(added) + " added, " +
                              std::to_string(removed) + " removed, " +
                              std::to_string(changed) + " changed, " +
                              std::to_string(same) + " the same";
         if (notCompared != 0) {
             counts += ", " + std::to_string(notCompared) + " not compared";
+        }
+        if (withDigests) {
+            counts += ", " + std::to_string(digests) + " digests compared";
         }
         return lines + counts + "\n";
     }
@@ -53,45 +63,65 @@ private:
     unsigned long long changed = 0;
     unsigned long long same = 0;
     unsigned long long notCompared = 0;
+    unsigned long long digests = 0;  // Compared, with any outcome.
 };
 
 }  // namespace
 
 ExitStatus Verify(const Options& options) {
     const std::vector<Entry> document = ReadDocument(options.document);
+    CatchInterrupts();
     Walk walk(options.folder);
     Comparison comparison;
     {
         Progress progress;
+        Digests digests(options.folder);
         auto before = document.begin();  // The next one; both are in order.
+        const auto addRemoved = [&] {
+            const Entry* const removed = &*before++;
+            digests.Add(Entry(), /*wanted=*/false,
+                        [&comparison, removed](const Entry& /*none*/) {
+                            comparison.Removed(*removed);
+                        });
+        };
         Entry now;
         while (walk.Next(now)) {
-            if (!now.problem.empty()) {
-                progress.Complain("unreadable: " + Printable(now.path) + ": " +
-                                  now.problem);
-            }
             while (before != document.end() &&
                    IsBefore(before->path, now.path)) {
-                comparison.Removed(*before++);
+                addRemoved();
             }
-            if (before == document.end() || before->path != now.path) {
-                comparison.Added(now);
-            } else {
-                comparison.Both(*before++, now);
-            }
+            const bool isListed =
+                before != document.end() && before->path == now.path;
+            const Entry* const listed = isListed ? &*before++ : nullptr;
+            // Where the size differs, so does the content.
+            const bool wanted =
+                options.digest && isListed && !listed->md5.empty() &&
+                now.type == Type::File && now.size == listed->size;
+            digests.Add(now, wanted, [&, listed](const Entry& entry) {
+                if (!entry.problem.empty()) {
+                    progress.Complain(Complaint(entry));
+                }
+                if (listed == nullptr) {
+                    comparison.Added(entry);
+                } else {
+                    comparison.Both(*listed, entry);
+                }
+                progress.Count(entry);
+            });
             // Whether what was in it is still there, nobody can say.
             while (!now.problem.empty() && before != document.end() &&
                    IsBelow(before->path, now.path)) {
                 comparison.NotCompared();
                 ++before;
             }
-            progress.Count(now);
         }
         while (before != document.end()) {
-            comparison.Removed(*before++);
+            addRemoved();
         }
+        digests.Finish();
     }
-    Print(comparison.Text());
+    ReleaseInterrupts();
+    Print(comparison.Text(options.digest));
     return comparison.IsSame() ? kDone : kDifferent;
 }
 

@@ -13,6 +13,7 @@
 #include <utility>
 
 #include "Failure.h"
+#include "Interrupt.h"
 #include "Names.h"
 
 namespace Inventory {
@@ -64,22 +65,11 @@ void TakeStatus(Novu::FileFind& find, Entry& entry) {
     entry.created = WholeSeconds(find.GetFileCreationTime());
 }
 
-// The same from a status of our own.
-void TakeStatus(const struct stat& info, Entry& entry) {
-    entry.type = S_ISREG(info.st_mode)   ? Type::File
-                 : S_ISDIR(info.st_mode) ? Type::Folder
-                 : S_ISLNK(info.st_mode) ? Type::Link
-                                         : Type::Other;
-    entry.size = static_cast<unsigned long long>(info.st_size);
-    entry.modified = Milliseconds(ModifiedTime(info));
-    entry.changed = Milliseconds(ChangedTime(info));
-    entry.created = WholeSeconds(entry.changed);
-}
-
 // The entry `name` of `folder`. `find` stands at it, and is null when it has no
 // status of it.
 Entry Describe(const std::string& folder, const std::string& name,
                Novu::FileFind* find) {
+    StopIfInterrupted();  // A folder can have millions of entries.
     Entry entry;
     entry.path = name;
     const std::string path = folder + name;
@@ -150,6 +140,18 @@ bool List(const std::string& folder, std::vector<Entry>& entries,
 
 }  // namespace
 
+// As from FileFind's current entry.
+void TakeStatus(const struct stat& info, Entry& entry) {
+    entry.type = S_ISREG(info.st_mode)   ? Type::File
+                 : S_ISDIR(info.st_mode) ? Type::Folder
+                 : S_ISLNK(info.st_mode) ? Type::Link
+                                         : Type::Other;
+    entry.size = static_cast<unsigned long long>(info.st_size);
+    entry.modified = Milliseconds(ModifiedTime(info));
+    entry.changed = Milliseconds(ChangedTime(info));
+    entry.created = WholeSeconds(entry.changed);
+}
+
 Walk::Walk(const std::string& folder) : root(folder) {
     if (root.empty()) {
         throw Failure("the name of the folder is empty");
@@ -164,6 +166,7 @@ Walk::Walk(const std::string& folder) : root(folder) {
 }
 
 bool Walk::Next(Entry& entry) {
+    StopIfInterrupted();
     if (pending.empty()) {
         return false;
     }

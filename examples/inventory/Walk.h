@@ -8,7 +8,12 @@
 
 #include "Entry.h"
 
+struct stat;
+
 namespace Inventory {
+
+/// Fills in type, size and times.
+void TakeStatus(const struct stat& info, Entry& entry);
 
 /// In the order of `IsBefore`, whatever order the file system has. Symbolic
 /// links are entries and not followed. One folder is open at a time, and none
@@ -16,10 +21,12 @@ namespace Inventory {
 /// same, and its `problem` says why.
 class Walk {
 public:
-    /// `folder` may itself be a link. Throws Failure when it cannot be read.
+    /// `folder` may itself be a link. Throws Failure when it cannot be read,
+    /// or the program is interrupted.
     explicit Walk(const std::string& folder);
 
-    /// Moves to the next entry; false at the end.
+    /// Moves to the next entry; false at the end. Throws Failure when the
+    /// program is interrupted.
     bool Next(Entry& entry);
 
 private:

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "Interrupt.h"
 #include "Options.h"
 #include "Output.h"
 #include "Verbs.h"
@@ -48,7 +49,8 @@ ExitStatus Run(const std::vector<std::string>& arguments) {
     try {
         return Do(options);
     } catch (const std::exception& failure) {
-        Complain(failure.what());
+        // Whatever failed, it may have failed by the signal.
+        Complain(IsInterrupted() ? "interrupted" : failure.what());
         return kError;
     }
 }
@@ -76,5 +78,8 @@ int main(int argc, char** argv) {
                                              argv + argc);
     const int status = Inventory::Run(arguments);
     Novu::BasesRelease();
+    if (status == Inventory::kError) {
+        Inventory::DieIfInterrupted();
+    }
     return status;
 }
