@@ -19,11 +19,12 @@ function(novu_test service)
     )
 endfunction()
 
-# novu_mac_test(Service): tests/ServiceTest.cpp once more, as ServiceOnMacTest, on
-# the threads of macOS over a stand-in for its kernel.
+# novu_mac_test(Service LIBRARIES library...): tests/ServiceTest.cpp once more,
+# as ServiceOnMacTest, on what macOS has of the service.
 function(novu_mac_test service)
+    cmake_parse_arguments(arg "" "" "LIBRARIES" ${ARGN})
     set(program ${service}OnMacTest)
-    novu_test_program(${program} ${service}Test.cpp NovuMacThreads)
+    novu_test_program(${program} ${service}Test.cpp "${arg_LIBRARIES}")
     gtest_discover_tests(
         ${program}
         TEST_SUFFIX .mac

@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "Bases/Sem.h"
-#include "tests/mach/MachSemaphores.h"
+#include "tests/mac/MachSemaphores.h"
 #include "tests/support/FieldAt.h"
 
 extern "C" unsigned int mach_task_self_;

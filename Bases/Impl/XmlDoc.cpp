@@ -15,6 +15,7 @@
 #include <cstring>
 #include <locale>
 #include <memory>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -44,7 +45,7 @@ void FreeText(xmlChar* text) { ::xmlFree(text); }
 void CloseConverter(iconv_t converter) { ::iconv_close(converter); }
 
 using Text = Owned<xmlChar, FreeText>;
-using Converter = Owned<void, CloseConverter>;
+using Converter = Owned<std::remove_pointer_t<iconv_t>, CloseConverter>;
 using Document = Owned<xmlDoc, ::xmlFreeDoc>;
 
 Converter OpenConverter(const char* to, const char* from) {

@@ -19,6 +19,11 @@ apt_names() {
             ;;
         bench) echo libbenchmark-dev libssl-dev libgcrypt20-dev ;;
         clang) echo clang ;;
+        # npm brings a compiler. Whoever has it from elsewhere keeps that.
+        macos)
+            echo lld llvm file
+            command -v npm >/dev/null || echo npm
+            ;;
         format) echo git clang-format ;;
         tidy) echo clang clang-tidy ;;
         *) fail "no packages are known for '$1'" ;;
@@ -33,6 +38,7 @@ brew_names() {
         test) echo googletest openssl ;;
         bench) echo google-benchmark openssl libgcrypt ;;
         clang) ;;
+        macos) fail "on macOS, the build itself is the check" ;;
         format) echo clang-format ;;
         tidy) echo llvm ;;
         *) fail "no packages are known for '$1'" ;;

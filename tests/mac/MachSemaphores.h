@@ -1,8 +1,8 @@
 // MachSemaphores: the stand-in for the kernel's semaphores of macOS, and what a
 // test can see and script of it.
 
-#ifndef NOVU_BASES_TESTS_MACH_MACHSEMAPHORES_H_
-#define NOVU_BASES_TESTS_MACH_MACHSEMAPHORES_H_
+#ifndef NOVU_BASES_TESTS_MAC_MACHSEMAPHORES_H_
+#define NOVU_BASES_TESTS_MAC_MACHSEMAPHORES_H_
 
 #include <deque>
 #include <functional>
@@ -40,4 +40,4 @@ unsigned long MachSleepers();
 
 }  // namespace NovuTest
 
-#endif  // NOVU_BASES_TESTS_MACH_MACHSEMAPHORES_H_
+#endif  // NOVU_BASES_TESTS_MAC_MACHSEMAPHORES_H_

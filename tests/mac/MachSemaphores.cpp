@@ -1,7 +1,7 @@
 // The kernel's semaphores of macOS over a mutex and condition variables, from
 // MachSemaphores.h.
 
-#include "tests/mach/MachSemaphores.h"
+#include "tests/mac/MachSemaphores.h"
 
 #include <mach/mach.h>
 #include <mach/semaphore.h>
