@@ -779,6 +779,8 @@ struct {
     int count = 0;  // Of the steps.
     // Of the run with the trap flag:
     bool isNoting = false;
+    std::uintptr_t entry = 0;  // Of the function that makes the call.
+    std::uintptr_t stack = 0;  // There; 0 outside the call.
     std::uintptr_t trace[20000] = {};
     std::size_t length = 0;
     int systemCalls = 0;
@@ -791,7 +793,14 @@ struct {
 } steps;
 
 [[gnu::no_sanitize_address, gnu::no_sanitize_thread]] void Note(
-    std::uintptr_t at) {
+    std::uintptr_t at, std::uintptr_t stack) {
+    if (at == steps.entry) {
+        steps.stack = stack;
+    }
+    if (stack > steps.stack) {
+        steps.stack = 0;
+        return;
+    }
     const auto* const next = reinterpret_cast<const unsigned char*>(at);
     if (next[0] == kSystemCall[0] && next[1] == kSystemCall[1]) {
         ++steps.systemCalls;
@@ -810,7 +819,8 @@ struct {
     greg_t* const registers =
         static_cast<ucontext_t*>(context)->uc_mcontext.gregs;
     if (steps.isNoting) {
-        Note(static_cast<std::uintptr_t>(registers[REG_RIP]));
+        Note(static_cast<std::uintptr_t>(registers[REG_RIP]),
+             static_cast<std::uintptr_t>(registers[REG_RSP]));
         return;
     }
     if ((registers[REG_EFL] & kTrapFlag) != 0) {  // It has been passed.
@@ -839,14 +849,24 @@ void SetTrapFlag(bool on) {
     std::atomic_signal_fence(std::memory_order_seq_cst);
 }
 
+// Both runs call here. A library that is linked into the program lies in one
+// module with them, and what they do around the call is none of its steps.
+template <typename Call>
+[[gnu::noinline]] int Run(Call& call) {
+    return call();
+}
+
 // The call with the trap flag.
 template <typename Call>
 int RunNoting(Call call) {
+    int (*const run)(Call&) = &Run<Call>;
+    steps.entry = reinterpret_cast<std::uintptr_t>(run);
+    steps.stack = 0;
     steps.length = 0;
     steps.systemCalls = 0;
     steps.isNoting = true;
     SetTrapFlag(true);
-    const int result = call();
+    const int result = run(call);
     SetTrapFlag(false);
     steps.isNoting = false;
     return result;
@@ -872,7 +892,7 @@ int RunUpTo(int step, Call call) {
     const std::uintptr_t at = steps.trace[step];
     steps.passes = std::count(steps.trace, steps.trace + step, at);
     SetBreakpoint(at);
-    return call();
+    return Run(call);
 }
 
 // The steps before the first: runs without and with the trap flag.

@@ -32,7 +32,9 @@
 #include "Bases/Thread.h"
 #include "Bases/ThreadPool.h"
 #include "Bases/ThreadSync.h"
+#include "tests/support/Concurrency.h"
 #include "tests/support/NextSymbol.h"
+#include "tests/support/SemaphoreName.h"
 
 namespace {
 
@@ -77,34 +79,19 @@ using Novu::NovuSemaphore;
 using Novu::Thread;
 using Novu::ThreadHandler;
 using Novu::ThreadTaskPool;
+using NovuTest::Eventually;
+using NovuTest::kNoLimit;
+using NovuTest::SemaphoreName;
+using NovuTest::SleepFor;
 using std::chrono::milliseconds;
 
-const unsigned int kNoLimit = 0xFFFFFFFF;
 const unsigned int kLong = 1000000;  // Longer than the deadline.
 
-// A test that hangs ends the program.
-class ThreadForcedStopTest : public testing::Test {
+class ThreadForcedStopTest : public NovuTest::WithDeadline {
 protected:
-    ThreadForcedStopTest() {
-        ::alarm(50);
-        FindNextSystemCall();  // Before any thread is cancelled.
-    }
-    ~ThreadForcedStopTest() override { ::alarm(0); }
+    // Before any thread is cancelled.
+    ThreadForcedStopTest() { FindNextSystemCall(); }
 };
-
-void SleepFor(milliseconds time) { std::this_thread::sleep_for(time); }
-
-template <typename Condition>
-bool Eventually(Condition holds) {
-    const auto end = std::chrono::steady_clock::now() + milliseconds(20000);
-    while (!holds()) {
-        if (std::chrono::steady_clock::now() > end) {
-            return false;
-        }
-        SleepFor(milliseconds(1));
-    }
-    return true;
-}
 
 bool IsAsleep(pid_t thread) {
     std::ifstream file("/proc/self/task/" + std::to_string(thread) + "/stat");
@@ -203,24 +190,6 @@ private:
     int ends[2] = {-1, -1};
 };
 
-// A name for a semaphore of the system, which is gone afterwards.
-class Name {
-public:
-    Name() {
-        static int last = 0;
-        text = "/novu-forced-" + std::to_string(::getpid()) + "-" +
-               std::to_string(++last);
-    }
-    Name(const Name&) = delete;
-    Name& operator=(const Name&) = delete;
-    ~Name() { ::sem_unlink(text.c_str()); }
-
-    operator const char*() const { return text.c_str(); }
-
-private:
-    std::string text;
-};
-
 void ExpectUsable(Worker& worker) {
     std::atomic<int> bodies = 0;
     worker.run = [&](Worker& self) {
@@ -301,7 +270,7 @@ TEST_F(ThreadForcedStopTest, EndsWaitsForSemaphores) {
         ExpectForced([&](Worker& /*self*/) { semaphore.Wait(timeout); });
     }
     // With a name, limits are not waited for.
-    const Name name;
+    const SemaphoreName name;
     NovuSemaphore named;
     EXPECT_EQ(1, named.Create(NovuSemaphore::NotSignalled, name, 0));
     ExpectForced([&](Worker& /*self*/) { named.Wait(kNoLimit); });
@@ -315,7 +284,7 @@ TEST_F(ThreadForcedStopTest, EndsWaitsForMutexes) {
         EXPECT_EQ(1, mutex.Lock(0));
         ExpectForced([&](Worker& /*self*/) { mutex.Lock(timeout); });
     }
-    const Name name;
+    const SemaphoreName name;
     Mutex named(name);
     EXPECT_EQ(1, named.Lock(0));
     ExpectForced([&](Worker& /*self*/) { named.Lock(kNoLimit); });
@@ -326,7 +295,7 @@ TEST_F(ThreadForcedStopTest, EndsWaitsForMutexes) {
 
 // One that waits has nothing to unlock.
 TEST_F(ThreadForcedStopTest, EndsLockersThatWait) {
-    const Name name;
+    const SemaphoreName name;
     Mutex named(name);
     Mutex own(nullptr);
     for (Mutex* const mutex : {&named, &own}) {
@@ -338,7 +307,7 @@ TEST_F(ThreadForcedStopTest, EndsLockersThatWait) {
 }
 
 TEST_F(ThreadForcedStopTest, UnlocksWhatTheBodyHasLocked) {
-    const Name name;
+    const SemaphoreName name;
     Mutex mutex(name);
     const Cs cs;
     ExpectForced([&](Worker& /*self*/) {

@@ -13,7 +13,6 @@
 #include <cstddef>
 #include <ctime>
 #include <functional>
-#include <new>
 #include <random>
 #include <thread>
 #include <utility>
@@ -22,7 +21,8 @@
 #include "Bases/Thread.h"
 #include "Bases/ThreadPool.h"
 #include "Bases/ThreadSync.h"
-#include "tests/support/Allocation.h"
+#include "tests/support/Concurrency.h"
+#include "tests/support/FieldAt.h"
 #include "tests/support/NextSymbol.h"
 
 namespace {
@@ -89,9 +89,14 @@ extern "C" long CountedSystemCall(long number, long first, long second,
 extern "C" long CountedSystemCall(long number, long first, long second,
                                   long third, void* fourth, long fifth,
                                   long sixth) {
-    static auto* const next =
-        NovuTest::NextSymbol<long(long, long, long, long, void*, long, long)>(
-            "syscall");
+    // No static local: its guard may itself call syscall.
+    using Function = long(long, long, long, long, void*, long, long);
+    static std::atomic<Function*> found = nullptr;
+    Function* next = found;
+    if (next == nullptr) {
+        next = NovuTest::NextSymbol<Function>("syscall");
+        found = next;
+    }
     if (counted != nullptr) {
         Count(*counted, number, second, fourth);
     }
@@ -105,32 +110,13 @@ using Novu::Mutex;
 using Novu::NovuEvent;
 using Novu::Thread;
 using Novu::ThreadTaskPool;
-using NovuTest::AllocationLedger;
-using NovuTest::FailEachAllocation;
+using NovuTest::Eventually;
+using NovuTest::FieldAt;
+using NovuTest::kNoLimit;
+using NovuTest::SleepFor;
 using std::chrono::milliseconds;
 
-const unsigned int kNoLimit = 0xFFFFFFFF;
-
-// A test that hangs ends the program.
-class ThreadLinuxTest : public testing::Test {
-protected:
-    ThreadLinuxTest() { ::alarm(50); }
-    ~ThreadLinuxTest() override { ::alarm(0); }
-};
-
-void SleepFor(milliseconds time) { std::this_thread::sleep_for(time); }
-
-template <typename Condition>
-bool Eventually(Condition holds) {
-    const auto end = std::chrono::steady_clock::now() + milliseconds(20000);
-    while (!holds()) {
-        if (std::chrono::steady_clock::now() > end) {
-            return false;
-        }
-        SleepFor(milliseconds(1));
-    }
-    return true;
-}
+using ThreadLinuxTest = NovuTest::WithDeadline;
 
 // Counts the calls of this thread.
 class Counting {
@@ -271,65 +257,6 @@ TEST_F(ThreadLinuxTest, APostToABusyWorkerIsNoSystemCall) {
     }));
 }
 
-// Memory
-
-// What a Thread is, after its virtual table and its handler.
-NovuEvent* EventOf(Thread& thread, std::size_t which) {
-    void* const object = &thread;
-    void* const field =
-        static_cast<char*>(object) + (3 + which) * sizeof(void*);
-    return *static_cast<NovuEvent**>(field);
-}
-
-TEST_F(ThreadLinuxTest, AStartThatFailsForWantOfMemoryLeavesNothing) {
-    for (const int suspended : {0, 1}) {
-        std::atomic<int> bodies = 0;
-        for (unsigned long n = 1;; ++n) {
-            Worker worker([&](Worker& /*self*/) { ++bodies; });
-            bool failed = false;
-            {
-                const AllocationLedger ledger;
-                try {
-                    const NovuTest::FailingAllocation failing(n);
-                    worker.StartThread(suspended);
-                } catch (const std::bad_alloc&) {
-                    failed = true;
-                }
-                if (failed) {
-                    EXPECT_EQ(0U, ledger.Blocks());
-                }
-            }
-            if (!failed) {
-                // The handle, and what the thread is given, at least.
-                EXPECT_LE(2U, n - 1);
-                EXPECT_EQ(1, worker.IsThreadRunning());
-                break;
-            }
-            EXPECT_EQ(0, worker.IsThreadRunning());
-            EXPECT_EQ(nullptr, worker.GetHandle());
-            EXPECT_EQ(1, worker.IsStopThread(0));
-            for (const std::size_t which : {0U, 1U, 2U}) {
-                EXPECT_EQ(0, EventOf(worker, which)->IsOpened());
-            }
-            const int before = bodies;
-            EXPECT_EQ(1, worker.StartThread(suspended));
-            worker.StopThread(kNoLimit, 1);
-            EXPECT_EQ(before + 1, bodies);
-        }
-    }
-}
-
-TEST_F(ThreadLinuxTest, APostThatFailsDoesNotSetTheEvent) {
-    ThreadTaskPool pool;
-    void* const object = &pool;
-    void* const field =
-        static_cast<char*>(object) + sizeof(ThreadTaskPool) - sizeof(Event);
-    Event* const event = static_cast<Event*>(field);
-    EXPECT_EQ(1U, FailEachAllocation([&] { pool.Post([] {}); },
-                                     [&] { EXPECT_EQ(0, event->Wait(0)); }));
-    EXPECT_EQ(1, event->Wait(0));
-}
-
 // No wake-up is lost: what is lost hangs.
 
 TEST_F(ThreadLinuxTest, WhatIsSetBeforeTheSleepIsSeen) {
@@ -340,11 +267,12 @@ TEST_F(ThreadLinuxTest, WhatIsSetBeforeTheSleepIsSeen) {
         }
     });
     EXPECT_EQ(1, worker.StartThread(0));
+    // After its virtual table, handler, handle and stop event.
+    auto* const exitEvent = FieldAt<NovuEvent*>(&worker, 4 * sizeof(void*));
     Counting counting;
     counting->beforeSleep = [&] {
         release = true;
-        EXPECT_TRUE(
-            Eventually([&] { return EventOf(worker, 1)->Wait(0) != 0; }));
+        EXPECT_TRUE(Eventually([&] { return exitEvent->Wait(0) != 0; }));
     };
     worker.StopThread(kNoLimit, 0);
     EXPECT_EQ(0, worker.IsThreadRunning());

@@ -24,7 +24,6 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdio>
-#include <cstring>
 #include <functional>
 #include <memory>
 #include <new>
@@ -38,7 +37,10 @@
 
 #include "Bases/Sem.h"
 #include "tests/support/Allocation.h"
+#include "tests/support/Concurrency.h"
+#include "tests/support/FieldAt.h"
 #include "tests/support/NextSymbol.h"
+#include "tests/support/SemaphoreName.h"
 #include "tests/support/SystemCalls.h"
 
 namespace {
@@ -148,9 +150,18 @@ using Novu::MutexLocker;
 using Novu::NovuEvent;
 using Novu::NovuSemaphore;
 using NovuTest::AllocationLedger;
+using NovuTest::Eventually;
 using NovuTest::FailEachAllocation;
+using NovuTest::FieldAt;
+using NovuTest::kLongLimit;
+using NovuTest::kNoLimit;
 using NovuTest::Log;
+using NovuTest::OnAnotherThread;
+using NovuTest::SemaphoreName;
+using NovuTest::SleepFor;
 using NovuTest::SystemCalls;
+using NovuTest::TimeOf;
+using NovuTest::WithDeadline;
 using std::chrono::milliseconds;
 
 static_assert(std::is_default_constructible_v<Cs>);
@@ -211,57 +222,11 @@ static_assert(std::is_same_v<decltype(&Event::Close), void (Event::*)()>);
 static_assert(
     std::is_same_v<decltype(&Event::GetHandle), NovuEvent* (Event::*)()>);
 
-const unsigned int kNoLimit = 0xFFFFFFFF;
-
-// A limit that no test outlives: one that waits for it hangs.
-const unsigned int kLongLimit = 0xFFFFFFFE;
-
-// A test that hangs ends the program.
-class WithDeadline : public testing::Test {
-protected:
-    WithDeadline() { ::alarm(50); }
-    ~WithDeadline() override { ::alarm(0); }
-};
-
 using CsTest = WithDeadline;
 using CsLockerTest = WithDeadline;
 using MutexTest = WithDeadline;
 using MutexLockerTest = WithDeadline;
 using EventTest = WithDeadline;
-
-void SleepFor(milliseconds time) { std::this_thread::sleep_for(time); }
-
-template <typename Condition>
-bool Eventually(Condition holds) {
-    const auto end = std::chrono::steady_clock::now() + milliseconds(20000);
-    while (!holds()) {
-        if (std::chrono::steady_clock::now() > end) {
-            return false;
-        }
-        SleepFor(milliseconds(1));
-    }
-    return true;
-}
-
-template <typename Function>
-auto OnAnotherThread(Function function) {
-    decltype(function()) result{};
-    std::thread([&] { result = function(); }).join();
-    return result;
-}
-
-milliseconds TimeOf(const std::function<void()>& function) {
-    const auto begin = std::chrono::steady_clock::now();
-    function();
-    return std::chrono::duration_cast<milliseconds>(
-        std::chrono::steady_clock::now() - begin);
-}
-
-template <typename Field>
-const Field& FieldAt(const void* object, std::size_t offset) {
-    const void* const field = static_cast<const char*>(object) + offset;
-    return *static_cast<const Field*>(field);
-}
 
 int CountOf(NovuSemaphore* semaphore) {
     int count = -1000000;
@@ -278,33 +243,11 @@ bool UntilWaiting(NovuSemaphore* semaphore, int waits) {
     return begun;
 }
 
-// A name for a semaphore of the system, which is gone afterwards.
-class Name {
-public:
-    Name() {
-        static int last = 0;
-        text = "/novu-threadsync-" + std::to_string(::getpid()) + "-" +
-               std::to_string(++last);
-    }
-    Name(const Name&) = delete;
-    Name& operator=(const Name&) = delete;
-    ~Name() { ::sem_unlink(text.c_str()); }
-
-    operator const char*() const { return text.c_str(); }
-
-    bool Exists() const {
-        sem_t* const semaphore = ::sem_open(text.c_str(), 0);
-        if (semaphore == SEM_FAILED) {
-            EXPECT_EQ(ENOENT, errno);
-            return false;
-        }
-        ::sem_close(semaphore);
-        return true;
-    }
-
-private:
-    std::string text;
-};
+// The first semaphore of a program may make what all share.
+void MakeASemaphore() {
+    Mutex mutex;
+    EXPECT_EQ(1, mutex.Create(nullptr));
+}
 
 // Cs
 
@@ -556,7 +499,8 @@ NovuSemaphore* SemaphoreOf(const Mutex& mutex) {
 }
 
 const std::string& StringOf(const void* object) {
-    return FieldAt<std::string>(object, sizeof(void*));
+    const void* const field = static_cast<const char*>(object) + sizeof(void*);
+    return *static_cast<const std::string*>(field);
 }
 
 TEST_F(MutexTest, ANewOneHasASemaphoreThatIsNotCreated) {
@@ -580,7 +524,7 @@ TEST_F(MutexTest, WithoutASemaphoreNothingIsLocked) {
 }
 
 TEST_F(MutexTest, TheConstructorWithANameCreates) {
-    const Name name;
+    const SemaphoreName name;
     {
         Mutex mutex(name);
         EXPECT_EQ(1, mutex.IsOpened());
@@ -636,8 +580,8 @@ TEST_F(MutexTest, CreateAndOpenAreTheSame) {
             EXPECT_EQ(1, own.Lock(0));
 
             // The system's: made where there is none, else as it is.
-            const Name name;
-            const Name other;
+            const SemaphoreName name;
+            const SemaphoreName other;
             Mutex first;
             EXPECT_EQ(1, (first.*make)(name));
             EXPECT_TRUE(name.Exists());
@@ -654,7 +598,7 @@ TEST_F(MutexTest, CreateAndOpenAreTheSame) {
 }
 
 TEST_F(MutexTest, ANameThatExistsKeepsItsCount) {
-    const Name name;
+    const SemaphoreName name;
     sem_t* const semaphore = ::sem_open(name, O_CREAT | O_EXCL, 0600, 3U);
     ASSERT_NE(SEM_FAILED, semaphore);
     Mutex mutex;
@@ -669,7 +613,7 @@ TEST_F(MutexTest, ANameThatExistsKeepsItsCount) {
 }
 
 TEST_F(MutexTest, CloseReleasesTheSemaphore) {
-    const Name name;
+    const SemaphoreName name;
     Mutex mutex;
     NovuSemaphore* const handle = mutex.GetHandle();
     for (int round = 0; round < 3; ++round) {
@@ -685,7 +629,7 @@ TEST_F(MutexTest, CloseReleasesTheSemaphore) {
 }
 
 TEST_F(MutexTest, TheDestructorReleasesTheSemaphore) {
-    const Name name;
+    const SemaphoreName name;
     Mutex other;
     {
         Mutex mutex;
@@ -698,7 +642,7 @@ TEST_F(MutexTest, TheDestructorReleasesTheSemaphore) {
 }
 
 TEST_F(MutexTest, TheHandleIsWhatIsLocked) {
-    const Name name;
+    const SemaphoreName name;
     Mutex mutex;
     EXPECT_EQ(1, mutex.Create(name));
     EXPECT_EQ(1, mutex.GetHandle()->Wait(0));
@@ -713,7 +657,8 @@ TEST_F(MutexTest, TheHandleIsWhatIsLocked) {
 }
 
 TEST_F(MutexTest, NothingIsLeftBehind) {
-    const Name name;
+    MakeASemaphore();
+    const SemaphoreName name;
     {
         const AllocationLedger ledger;
         {
@@ -811,7 +756,7 @@ TEST_F(MutexTest, ALimitIsWaitedFor) {
 
 // [threadsync-1]
 TEST_F(MutexTest, WithANameEachUnlockLetsOneIn) {
-    const Name name;
+    const SemaphoreName name;
     Mutex mutex;
     EXPECT_EQ(1, mutex.Create(name));
     EXPECT_EQ(1, mutex.Lock(kNoLimit));
@@ -830,7 +775,7 @@ TEST_F(MutexTest, WithANameEachUnlockLetsOneIn) {
 }
 
 TEST_F(MutexTest, WithANameALimitIsNotWaitedFor) {
-    const Name name;
+    const SemaphoreName name;
     Mutex mutex;
     EXPECT_EQ(1, mutex.Create(name));
     EXPECT_EQ(1, mutex.Lock(kLongLimit));
@@ -839,7 +784,7 @@ TEST_F(MutexTest, WithANameALimitIsNotWaitedFor) {
 }
 
 TEST_F(MutexTest, WithANameLockWaitsForAnUnlock) {
-    const Name name;
+    const SemaphoreName name;
     Mutex mutex;
     EXPECT_EQ(1, mutex.Create(name));
     EXPECT_EQ(1, mutex.Lock(0));
@@ -885,7 +830,7 @@ private:
 };
 
 TEST_F(MutexTest, WithANameItIsForAllProcesses) {
-    const Name name;
+    const SemaphoreName name;
     const Pipe toParent;
     const Pipe toChild;
     Mutex mutex;
@@ -920,7 +865,7 @@ TEST_F(MutexTest, WithANameItIsForAllProcesses) {
 }
 
 TEST_F(MutexTest, WithANameItLetsOneInAtATime) {
-    const Name name;
+    const SemaphoreName name;
     Mutex mutex;
     EXPECT_EQ(1, mutex.Create(name));
     std::atomic<int> inside = 0;
@@ -950,7 +895,7 @@ TEST_F(MutexTest, WithANameItLetsOneInAtATime) {
 // MutexLocker
 
 TEST_F(MutexLockerTest, HoldsForItsScope) {
-    const Name name;
+    const SemaphoreName name;
     Mutex mutex;
     EXPECT_EQ(1, mutex.Create(name));
     {
@@ -981,7 +926,7 @@ TEST_F(MutexLockerTest, UnlocksAlsoThroughAPointerToIt) {
 
         int& destroyed;
     };
-    const Name name;
+    const SemaphoreName name;
     Mutex mutex;
     EXPECT_EQ(1, mutex.Create(name));
     int destroyed = 0;
@@ -1013,7 +958,7 @@ TEST_F(MutexLockerTest, WaitsForAnUnlock) {
 
 // [threadsync-4]
 TEST_F(MutexLockerTest, IsHarmlessOnAMutexThatIsNotCreated) {
-    const Name name;
+    const SemaphoreName name;
     Mutex mutex;
     {
         const MutexLocker locker(mutex);
@@ -1047,7 +992,7 @@ private:
 // [threadsync-4]
 TEST_F(MutexLockerTest, UnlocksAlsoWhereTheWaitFailed) {
     const Interruptions interruptions;
-    const Name name;
+    const SemaphoreName name;
     Mutex mutex;
     EXPECT_EQ(1, mutex.Create(name));
     EXPECT_EQ(1, mutex.Lock(0));
@@ -1079,12 +1024,7 @@ struct Flags {
     }
 };
 
-Flags FlagsOf(Event& event) {
-    const void* const object = event.GetHandle();
-    Flags flags{};
-    std::memcpy(&flags, object, sizeof flags);
-    return flags;
-}
+Flags FlagsOf(Event& event) { return FieldAt<Flags>(event.GetHandle(), 0); }
 
 TEST_F(EventTest, ANewOneIsManualAndNeitherSetNorOpened) {
     Event event;
@@ -1100,7 +1040,7 @@ TEST_F(EventTest, ANewOneIsManualAndNeitherSetNorOpened) {
 }
 
 TEST_F(EventTest, CreatePassesEverythingOn) {
-    const Name name;
+    const SemaphoreName name;
     const struct {
         int line;
         int manual;
@@ -1135,7 +1075,7 @@ TEST_F(EventTest, CreatePassesEverythingOn) {
 }
 
 TEST_F(EventTest, OpenMakesItAutomatic) {
-    const Name name;
+    const SemaphoreName name;
     Event maker;
     EXPECT_EQ(1, maker.Create(1, 0, name));
     Event event;
@@ -1212,7 +1152,7 @@ TEST_F(EventTest, TheHandleIsTheEvent) {
 }
 
 TEST_F(EventTest, CloseReleasesIt) {
-    const Name name;
+    const SemaphoreName name;
     Event event;
     NovuEvent* const handle = event.GetHandle();
     for (const int manual : {0, 1}) {
@@ -1229,7 +1169,7 @@ TEST_F(EventTest, CloseReleasesIt) {
 }
 
 TEST_F(EventTest, TheDestructorReleasesIt) {
-    const Name name;
+    const SemaphoreName name;
     {
         Event event;
         EXPECT_EQ(1, event.Create(1, 0, name));
@@ -1239,7 +1179,8 @@ TEST_F(EventTest, TheDestructorReleasesIt) {
 }
 
 TEST_F(EventTest, NothingIsLeftBehind) {
-    const Name name;
+    MakeASemaphore();
+    const SemaphoreName name;
     const AllocationLedger ledger;
     {
         Event own;

@@ -41,6 +41,8 @@
 
 #include "Bases/Sem.h"
 #include "tests/support/Allocation.h"
+#include "tests/support/Concurrency.h"
+#include "tests/support/FieldAt.h"
 #include "tests/support/NextSymbol.h"
 #include "tests/support/VirtualSlots.h"
 
@@ -155,7 +157,13 @@ int sched_yield() noexcept {
 namespace {
 
 using NovuTest::AllocationLedger;
+using NovuTest::Eventually;
 using NovuTest::FailEachAllocation;
+using NovuTest::FieldAt;
+using NovuTest::kNoLimit;
+using NovuTest::SleepFor;
+using NovuTest::TimeOf;
+using NovuTest::WithDeadline;
 using std::chrono::milliseconds;
 
 static_assert(std::is_default_constructible_v<Thread>);
@@ -206,42 +214,12 @@ static_assert(std::is_same_v<decltype(&ThreadHandler::OnPreThreadStart),
 static_assert(std::is_same_v<decltype(&ThreadHandler::OnThreadEntry),
                              int (ThreadHandler::*)(Thread*)>);
 
-const unsigned int kNoLimit = 0xFFFFFFFF;
-
-// A test that hangs ends the program.
-class WithDeadline : public testing::Test {
-protected:
-    WithDeadline() { ::alarm(50); }
-    ~WithDeadline() override { ::alarm(0); }
-};
-
 using ThreadTest = WithDeadline;
 using ThreadHandlerTest = WithDeadline;
-
-void SleepFor(milliseconds time) { std::this_thread::sleep_for(time); }
 
 // For another thread to come to where it waits. Where the outcome depends on
 // it, only a test of what must not happen does less than it could.
 void GiveTime() { SleepFor(milliseconds(50)); }
-
-template <typename Condition>
-bool Eventually(Condition holds) {
-    const auto end = std::chrono::steady_clock::now() + milliseconds(20000);
-    while (!holds()) {
-        if (std::chrono::steady_clock::now() > end) {
-            return false;
-        }
-        SleepFor(milliseconds(1));
-    }
-    return true;
-}
-
-milliseconds TimeOf(const std::function<void()>& function) {
-    const auto begin = std::chrono::steady_clock::now();
-    function();
-    return std::chrono::duration_cast<milliseconds>(
-        std::chrono::steady_clock::now() - begin);
-}
 
 // What a Thread is, after its virtual table.
 struct Fields {
@@ -257,11 +235,7 @@ struct Fields {
 static_assert(sizeof(Thread) == sizeof(void*) + sizeof(Fields));
 
 Fields FieldsOf(const Thread& thread) {
-    const void* const object = &thread;
-    Fields fields{};
-    std::memcpy(&fields, static_cast<const char*>(object) + sizeof(void*),
-                sizeof fields);
-    return fields;
+    return FieldAt<Fields>(&thread, sizeof(void*));
 }
 
 std::vector<NovuEvent*> EventsOf(const Thread& thread) {
@@ -292,11 +266,7 @@ std::string SetOf(const Thread& thread) {
 }
 
 bool IsManual(const NovuEvent* event) {
-    const void* const object = event;
-    int manual = 0;
-    std::memcpy(&manual, static_cast<const char*>(object) + sizeof(int),
-                sizeof manual);
-    return manual != 0;
+    return FieldAt<int>(event, sizeof(int)) != 0;
 }
 
 // What the semaphore of an event keeps beside: 0, less 1 for every wait for an
@@ -585,7 +555,14 @@ TEST_F(ThreadTest, AStartThatIsRefusedMakesNothing) {
     }
 }
 
+// The first semaphore of a program may make what all share.
+void MakeASemaphore() {
+    NovuEvent event;
+    EXPECT_EQ(1, event.Create(1, 0, nullptr));
+}
+
 TEST_F(ThreadTest, ANegativeAnswerOfTheSystemIsAFailure) {
+    MakeASemaphore();
     for (const int answer : {-1, -EAGAIN, INT_MIN}) {
         for (const int suspended : {0, 1}) {
             int bodies = 0;
@@ -657,6 +634,7 @@ TEST_F(ThreadTest, APositiveAnswerOfTheSystemIsASuccess) {
 
 // [thread-5]
 TEST_F(ThreadTest, WhereTheSystemMadeNoneNothingIsLeftBehind) {
+    MakeASemaphore();
     const AllocationLedger ledger;
     System system;
     system.creates = EAGAIN;
@@ -705,6 +683,35 @@ TEST_F(ThreadTest, WhereAnEventCannotBeMadeNoStartSucceeds) {
         EXPECT_EQ(1, worker.IsStopThread(0));
         worker.StopThread(kNoLimit, 1);
         EXPECT_EQ(row.openedLater, OpenedOf(worker));
+    }
+}
+
+TEST_F(ThreadTest, AStartThatFailsForWantOfMemoryLeavesNothingBehind) {
+    MakeASemaphore();
+    for (const int suspended : {0, 1}) {
+        std::atomic<int> bodies = 0;
+        Worker worker([&](Worker& /*self*/) { ++bodies; });
+        int started = -1;
+        {
+            const AllocationLedger ledger;
+            // The handle and what the thread is given, at least.
+            EXPECT_LE(2U, FailEachAllocation(
+                              [&] { started = worker.StartThread(suspended); },
+                              [&] {
+                                  EXPECT_EQ(0U, ledger.Blocks());
+                                  EXPECT_EQ(0, worker.IsThreadRunning());
+                                  EXPECT_EQ(nullptr, worker.GetHandle());
+                                  EXPECT_EQ("", OpenedOf(worker));
+                                  EXPECT_EQ(1, worker.IsStopThread(0));
+                                  EXPECT_EQ(0, bodies);
+                              }));
+        }
+        EXPECT_EQ(1, started);
+        GiveTime();
+        worker.ResumeThread();
+        EXPECT_TRUE(Ended(worker));
+        Stop(worker);
+        EXPECT_EQ(1, bodies);
     }
 }
 
@@ -838,6 +845,7 @@ TEST_F(ThreadTest, AForcedStopCancelsThenJoins) {
 }
 
 TEST_F(ThreadTest, AStartAndAStopLeaveNothingBehind) {
+    MakeASemaphore();
     System system;
     system.creates = 0;
     system.log.reserve(100);
