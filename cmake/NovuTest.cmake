@@ -1,5 +1,6 @@
-# novu_test(Service [LIBRARIES library...] [LABEL label]): tests/ServiceTest.cpp
-# as a program of its own, each of its tests a test of ctest with a deadline.
+# novu_test(Service [SOURCES file...] [LIBRARIES library...] [LABEL label]):
+# tests/ServiceTest.cpp, or those files, as a program of its own, each of its
+# tests a test of ctest with a deadline.
 #
 # A program for each service, since many of them stand in for functions of the
 # C library (readdir, iconv, ...) to make them fail: a stand-in that one service
@@ -10,8 +11,11 @@ include(GoogleTest)
 set(NOVU_TEST_DEADLINE 60) # seconds
 
 function(novu_test service)
-    cmake_parse_arguments(arg "" "LABEL" "LIBRARIES" ${ARGN})
-    novu_test_program(${service}Test ${service}Test.cpp "${arg_LIBRARIES}")
+    cmake_parse_arguments(arg "" "LABEL" "SOURCES;LIBRARIES" ${ARGN})
+    if(NOT arg_SOURCES)
+        set(arg_SOURCES ${service}Test.cpp)
+    endif()
+    novu_test_program(${service}Test "${arg_SOURCES}" "${arg_LIBRARIES}")
     gtest_discover_tests(
         ${service}Test
         DISCOVERY_TIMEOUT 60
@@ -46,10 +50,10 @@ function(novu_stress service)
     )
 endfunction()
 
-function(novu_test_program program source libraries)
+function(novu_test_program program sources libraries)
     add_executable(
         ${program}
-        ${source}
+        ${sources}
         ${PROJECT_SOURCE_DIR}/tests/support/SanitizerDefaults.cpp
     )
     target_link_libraries(

@@ -120,26 +120,59 @@ foreach(header IN LISTS public_headers)
     )
     list(APPEND public_includes ${include})
 endforeach()
+set(interface ${CMAKE_CURRENT_SOURCE_DIR}/interface)
 foreach(standard IN ITEMS c++17 c++20 c++2b)
     novu_check(
         headers-${standard}
         LABEL interface
         COMMAND
-            ${CMAKE_CURRENT_SOURCE_DIR}/interface/headers-compile
+            ${interface}/headers-compile
             ${CMAKE_CXX_COMPILER}
             ${standard}
             ${PROJECT_SOURCE_DIR}
             ${public_includes}
+        PROPERTIES TIMEOUT 300
     )
 endforeach()
+novu_check(
+    includes
+    LABEL interface
+    COMMAND ${interface}/includes check
+)
+novu_check(
+    macros
+    LABEL interface
+    COMMAND
+        ${interface}/macros
+        ${CMAKE_CXX_COMPILER}
+        ${PROJECT_SOURCE_DIR}
+        ${public_includes}
+)
+novu_check(
+    layout-complete
+    LABEL interface
+    COMMAND ${interface}/layout-complete
+)
 
 if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
-    set(interface ${CMAKE_CURRENT_SOURCE_DIR}/interface)
     novu_check(
         exports
         LABEL interface
         COMMAND ${interface}/exports check $<TARGET_FILE:NovuBasesShared>
     )
+    # Other compilers and processors describe it differently, and without debug
+    # information there is nothing to describe: the preset dev is where it runs.
+    if(
+        CMAKE_CXX_COMPILER_ID STREQUAL "GNU"
+        AND CMAKE_BUILD_TYPE STREQUAL "Debug"
+        AND CMAKE_SYSTEM_PROCESSOR STREQUAL "x86_64"
+    )
+        novu_check(
+            abi
+            LABEL interface
+            COMMAND ${interface}/abi check $<TARGET_FILE:NovuBasesShared>
+        )
+    endif()
     novu_check(
         no-initialisers
         LABEL interface

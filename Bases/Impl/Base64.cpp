@@ -3,6 +3,7 @@
 #include "Bases/Base64.h"
 
 #include <array>
+#include <climits>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -11,6 +12,12 @@
 namespace Novu {
 
 namespace {
+
+// Three bytes are four groups of six bits.
+static_assert(CHAR_BIT == 8);
+
+// 32 bits go in behind up to seven that wait.
+static_assert(sizeof(unsigned long) == 8);
 
 // What a character stands for, by its seven low bits: 0 to 63, or a mark. The
 // marks have the top bit set, so that four characters are tested at once.

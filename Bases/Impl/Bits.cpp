@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <bit>
+#include <climits>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -18,6 +19,7 @@ namespace Novu {
 namespace {
 
 const unsigned long kBitsPerByte = 8;
+static_assert(kBitsPerByte == CHAR_BIT);
 
 unsigned int BitMask(unsigned long pos) { return 1U << (pos % kBitsPerByte); }
 

@@ -6,6 +6,10 @@
 
 namespace Novu::Endian {
 
+// The names say how many bits are reversed.
+static_assert(sizeof(unsigned short) == 2 && sizeof(unsigned long) >= 4 &&
+              sizeof(unsigned long long) == 8);
+
 // The host
 
 bool IsLittleEndian() {

@@ -25,6 +25,7 @@ const unsigned int kOpenExisting = 4;
 
 const mode_t kMode = 0600;
 
+// Positions and sizes pass through as they are.
 static_assert(sizeof(off_t) == sizeof(long long));
 
 // The position after a seek; 0 for a failure.

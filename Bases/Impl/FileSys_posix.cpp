@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <type_traits>
 
 #include "Bases/FileIo.h"
 #include "Bases/Impl/Descriptor.h"
@@ -44,6 +45,12 @@ struct DiskSize {
     unsigned long long used;
     unsigned long long free;
 };
+
+// Systems count blocks in 32 bits or in 64. What is used is a difference that
+// wraps, cut to 32 bits.
+static_assert(std::is_unsigned_v<fsblkcnt_t> &&
+              sizeof(fsblkcnt_t) >= sizeof(std::uint32_t) &&
+              sizeof(fsblkcnt_t) <= sizeof(unsigned long long));
 
 bool ReadDiskSize(const std::string& path, DiskSize& size) {
     struct statvfs volume = {};

@@ -13,6 +13,9 @@ namespace Novu {
 
 // Processes
 
+// None is another where it passes as an unsigned int.
+static_assert(sizeof(pid_t) == sizeof(unsigned int));
+
 bool IsExistProcess(unsigned int pid) {
     return ::kill(static_cast<pid_t>(pid), 0) == 0 || errno != ESRCH;
 }

@@ -2,7 +2,12 @@
 
 #include "Bases/Impl/NewBytes.h"
 
+#include <cstddef>
+
 namespace Novu {
+
+// Every size of the interface is a size of memory, and the other way round.
+static_assert(sizeof(unsigned long) == sizeof(std::size_t));
 
 unsigned char* NewBytes(unsigned long count) {
     return new unsigned char[count];

@@ -19,6 +19,9 @@ int ModeFor(int forReading) {
     return forReading != 0 ? kModeToRead : kModeToWrite;
 }
 
+// Processes that find a segment by its name cut the hash at the same place.
+static_assert(sizeof(key_t) == 4);
+
 key_t KeyOf(const char* name) {
     unsigned long long hash = 5381;  // Unsigned, since it overflows.
     for (; *name != '\0'; ++name) {

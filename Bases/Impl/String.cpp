@@ -15,6 +15,9 @@ using Facet = std::codecvt<wchar_t, char, std::mbstate_t>;
 
 const auto kCountError = static_cast<std::size_t>(-1);
 
+// A wide character holds any character, so that either count is of characters.
+static_assert(sizeof(wchar_t) == 4);
+
 // Both "utf8" functions measure first and throw alike; they differ in what
 // they say of a text that cannot be measured.
 void CheckMeasured(std::size_t count, const char* invalid) {

@@ -10,6 +10,7 @@ namespace Novu {
 
 namespace {
 
+// Seconds pass through as they are: from and to time values, and as a long.
 static_assert(sizeof(std::time_t) == sizeof(long long));
 static_assert(sizeof(std::time_t) == sizeof(long));
 

@@ -84,6 +84,8 @@ int Written(int result, const Texts&... texts) {
 // What atoi and atof answer, also where the number is out of their range and
 // their own behaviour undefined.
 int ParseInt(const std::string& text) {
+    // A long is the wider one: the low bits count.
+    static_assert(sizeof(long) > sizeof(int));
     return static_cast<int>(std::strtol(text.c_str(), nullptr, 10));
 }
 

@@ -45,6 +45,7 @@ void Write(unsigned long long value, bool negative, Char* buffer, int radix) {
 
 template <std::size_t maxDigits, NullBuffer null, typename Value, typename Char>
 Char* ToText(Value value, Char* buffer, int radix) {
+    // Each type that is wider than an int has 64 bits.
     static_assert(sizeof(Value) == sizeof(unsigned long long));
     if (null == NullBuffer::kAnswered && buffer == nullptr) {
         return nullptr;

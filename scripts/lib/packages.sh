@@ -14,7 +14,7 @@ apt_names() {
         build) echo g++ cmake ninja-build pkg-config libxml2-dev libboost-dev ;;
         # The last two are what pkg-config --static libxml-2.0 links against.
         test)
-            echo libgtest-dev libssl-dev libxml2-utils locales \
+            echo abigail-tools libgtest-dev libssl-dev libxml2-utils locales \
                 zlib1g-dev liblzma-dev
             ;;
         bench) echo libbenchmark-dev libssl-dev libgcrypt20-dev ;;
