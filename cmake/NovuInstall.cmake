@@ -8,12 +8,15 @@ set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/NovuBases)
 install(
     TARGETS NovuBasesShared NovuBasesStatic
     EXPORT NovuBasesTargets
-    FILE_SET HEADERS
+    LIBRARY COMPONENT NovuRuntime NAMELINK_COMPONENT NovuDevelopment
+    ARCHIVE COMPONENT NovuDevelopment
+    FILE_SET HEADERS COMPONENT NovuDevelopment
 )
 install(
     EXPORT NovuBasesTargets
     NAMESPACE Novu::
     DESTINATION ${package_dir}
+    COMPONENT NovuDevelopment
 )
 
 configure_package_config_file(
@@ -30,6 +33,7 @@ install(
         ${PROJECT_BINARY_DIR}/NovuBasesConfig.cmake
         ${PROJECT_BINARY_DIR}/NovuBasesConfigVersion.cmake
     DESTINATION ${package_dir}
+    COMPONENT NovuDevelopment
 )
 
 # The prefix is found from where the file lies, so an installed tree can move.
@@ -56,4 +60,5 @@ configure_file(
 install(
     FILES ${PROJECT_BINARY_DIR}/novu-bases.pc
     DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
+    COMPONENT NovuDevelopment
 )

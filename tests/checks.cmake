@@ -186,14 +186,34 @@ if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
         LABEL interface
         COMMAND ${interface}/no-state $<TARGET_FILE:NovuBasesStatic>
     )
+    foreach(kind IN ITEMS Shared Static)
+        string(TOLOWER hardened-${kind} check)
+        novu_check(
+            ${check}
+            LABEL interface
+            COMMAND
+                ${interface}/hardened
+                $<TARGET_FILE:NovuBases${kind}>
+                "$<CONFIG>"
+        )
+    endforeach()
 
-    # The ways in which a stranger uses the library; the first installs it.
+    # The ways in which a stranger uses the library; "install" installs it.
+    set(debian_ways "")
+    if(EXISTS /etc/debian_version)
+        set(debian_ways deb)
+    endif()
     foreach(
         way
         IN
+        LISTS debian_ways
         ITEMS
             install
+            bare
             contents
+            guarded
+            lto
+            no-rtti
             own-itoa
             package
             package-static
@@ -208,6 +228,9 @@ if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
             set(fixture FIXTURES_SETUP installed)
         else()
             set(fixture FIXTURES_REQUIRED installed)
+        endif()
+        if(way STREQUAL "deb") # It builds the library anew.
+            list(APPEND fixture TIMEOUT 600)
         endif()
         novu_check(
             consumer-${way}

@@ -16,7 +16,9 @@ apt_names() {
         test)
             echo abigail-tools libgtest-dev libssl-dev libxml2-utils locales \
                 zlib1g-dev liblzma-dev
+            apt_names package
             ;;
+        package) echo dpkg-dev ;;
         bench) echo libbenchmark-dev libssl-dev libgcrypt20-dev ;;
         clang) echo clang ;;
         # npm brings a compiler. Whoever has it from elsewhere keeps that.
@@ -39,6 +41,7 @@ brew_names() {
         bench) echo google-benchmark openssl libgcrypt ;;
         clang) ;;
         macos) fail "on macOS, the build itself is the check" ;;
+        package) fail "on macOS, Homebrew makes the package" ;;
         format) echo clang-format ;;
         tidy) echo llvm ;;
         *) fail "no packages are known for '$1'" ;;
