@@ -13,11 +13,11 @@
 #include <utility>
 
 // One at a time, and not allocated: the tests count the library's allocations.
-struct __CFURL {
+struct CFUrlObject {
     char path[PATH_MAX];
 };
 
-struct __CFBundle {};
+struct CFBundleObject {};
 
 namespace {
 
@@ -25,12 +25,12 @@ struct State {
     bool recording = false;
     std::vector<std::string> log;
     std::set<std::string> failing;
-    __CFURL url{};
+    CFUrlObject url{};
     unsigned long urls = 0;  // Handed out.
 };
 
 State state;
-__CFBundle mainBundle;
+CFBundleObject mainBundle;
 
 // Whether the call is to go on.
 bool Called(const char* function, const std::string& arguments = "") {
@@ -38,7 +38,7 @@ bool Called(const char* function, const std::string& arguments = "") {
         return true;
     }
     state.log.push_back(function + arguments);
-    return state.failing.count(function) == 0;
+    return !state.failing.contains(function);
 }
 
 }  // namespace

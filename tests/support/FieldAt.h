@@ -12,8 +12,9 @@ namespace NovuTest {
 template <typename Field>
 Field FieldAt(const void* object, std::size_t offset) {
     Field field{};
-    std::memcpy(&field, static_cast<const char*>(object) + offset,
-                sizeof(Field));
+    // NOLINTNEXTLINE(bugprone-sizeof-expression): a field can be a pointer.
+    const std::size_t size = sizeof(Field);
+    std::memcpy(&field, static_cast<const char*>(object) + offset, size);
     return field;
 }
 

@@ -7,8 +7,8 @@
 extern "C" {
 
 typedef const void* CFTypeRef;
-typedef struct __CFBundle* CFBundleRef;
-typedef const struct __CFURL* CFURLRef;
+typedef struct CFBundleObject* CFBundleRef;
+typedef const struct CFUrlObject* CFURLRef;
 typedef signed long CFIndex;
 typedef unsigned char UInt8;
 typedef unsigned char Boolean;
