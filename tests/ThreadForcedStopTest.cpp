@@ -193,8 +193,8 @@ private:
 void ExpectUsable(Worker& worker) {
     std::atomic<int> bodies = 0;
     worker.run = [&](Worker& self) {
-        ++bodies;
         EXPECT_EQ(0, self.IsStopThread(0));
+        ++bodies;
     };
     EXPECT_EQ(1, worker.StartThread(0));
     EXPECT_TRUE(Eventually([&] { return bodies == 1; }));
