@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <cerrno>
 #include <chrono>
 #include <cstddef>
 #include <ctime>
@@ -36,8 +37,11 @@ struct Calls {
     std::atomic<int> timedWaits = 0;
     std::atomic<long long> longestLimit = 0;  // From now on, in nanoseconds.
 
-    // Called before a thread that counts goes to sleep.
+    // Called before a thread that counts goes to sleep, or wakes others.
     std::function<void()> beforeSleep = [] {};
+    std::function<void()> beforeWake = [] {};
+
+    int interruptions = 0;  // So many waits end at once, as by a signal.
 };
 
 thread_local Calls* counted = nullptr;  // Of this thread.
@@ -72,10 +76,18 @@ void Count(Calls& calls, long number, long operation, const void* limit) {
             break;
         case FUTEX_WAKE:
             ++calls.wakes;
+            calls.beforeWake();
             break;
         default:
             break;
     }
+}
+
+bool IsInterrupted(Calls& calls, long number, long operation) {
+    return number == SYS_futex &&
+           (static_cast<int>(operation) & FUTEX_CMD_MASK) ==
+               FUTEX_WAIT_BITSET &&
+           calls.interruptions-- > 0;
 }
 
 }  // namespace
@@ -99,6 +111,10 @@ extern "C" long CountedSystemCall(long number, long first, long second,
     }
     if (counted != nullptr) {
         Count(*counted, number, second, fourth);
+        if (IsInterrupted(*counted, number, second)) {
+            errno = EINTR;
+            return -1;
+        }
     }
     return next(number, first, second, third, fourth, fifth, sixth);
 }
@@ -255,6 +271,41 @@ TEST_F(ThreadLinuxTest, APostToABusyWorkerIsNoSystemCall) {
         pool.Post([] {});
         return counting->wakes != 0;
     }));
+}
+
+// What a body that was suspended sees first.
+TEST_F(ThreadLinuxTest, AStopIsSetBeforeItResumes) {
+    Counting counting;
+    EXPECT_TRUE(Eventually([&] {
+        Worker worker([](Worker& /*self*/) {});
+        EXPECT_EQ(1, worker.StartThread(1));
+        SleepFor(milliseconds(1));
+        counting->beforeWake = [&] {
+            EXPECT_EQ(1, worker.GetStopThreadEvent()->Wait(0));
+        };
+        worker.StopThread(kNoLimit, 0);
+        return counting->wakes != 0;  // Unless it was not asleep yet.
+    }));
+}
+
+TEST_F(ThreadLinuxTest, AStopWaitsAsLongAsItIsToldInSpiteOfSignals) {
+    std::atomic<bool> release = false;
+    Worker worker([&](Worker& /*self*/) {
+        while (!release) {
+            SleepFor(milliseconds(1));
+        }
+    });
+    EXPECT_EQ(1, worker.StartThread(0));
+    {
+        Counting counting;
+        counting->interruptions = 5;
+        counting->beforeSleep = [] { SleepFor(milliseconds(10)); };
+        EXPECT_LE(milliseconds(200),
+                  NovuTest::TimeOf([&] { worker.StopThread(200, 0); }));
+        EXPECT_GE(0, counting->interruptions);
+        EXPECT_EQ(1, worker.IsThreadRunning());
+    }
+    release = true;
 }
 
 // No wake-up is lost: what is lost hangs.
