@@ -10,16 +10,17 @@ endif()
 
 set(runtime libnovu-bases${NOVU_ABI_VERSION})
 set(development libnovu-bases-dev)
-foreach(kind IN ITEMS Runtime Development)
-    string(TOLOWER ${kind} package)
+function(novu_install_licence component package)
     install(
         FILES ${PROJECT_SOURCE_DIR}/LICENSE
-        DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${${package}}
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${package}
         RENAME copyright
-        COMPONENT Novu${kind}
+        COMPONENT ${component}
         EXCLUDE_FROM_ALL
     )
-endforeach()
+endfunction()
+novu_install_licence(NovuRuntime ${runtime})
+novu_install_licence(NovuDevelopment ${development})
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_COMPONENTS_ALL NovuRuntime NovuDevelopment)

@@ -21,6 +21,9 @@ function(novu_warnings target)
             $<$<BOOL:${NOVU_WERROR}>:-Werror>
     )
     if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
-        target_compile_options(${target} PRIVATE -Wno-restrict)
+        target_compile_options(
+            ${target}
+            PRIVATE $<$<NOT:$<CONFIG:Debug>>:-Wno-restrict>
+        )
     endif()
 endfunction()

@@ -46,8 +46,8 @@
 
 #include "Bases/Sem.h"
 #include "tests/support/Concurrency.h"
-#include "tests/support/FieldAt.h"
 #include "tests/support/NextSymbol.h"
+#include "tests/support/ObjectBytes.h"
 #include "tests/support/SemaphoreName.h"
 #include "tests/support/Umask.h"
 

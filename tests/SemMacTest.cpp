@@ -12,7 +12,7 @@
 
 #include "Bases/Sem.h"
 #include "tests/mac/MachSemaphores.h"
-#include "tests/support/FieldAt.h"
+#include "tests/support/ObjectBytes.h"
 
 extern "C" unsigned int mach_task_self_;
 
@@ -23,6 +23,7 @@ using Novu::NovuSemaphore;
 using NovuTest::FieldAt;
 using NovuTest::MachCalls;
 using NovuTest::MachSemaphoresAlive;
+using NovuTest::Slot;
 
 using Calls = std::vector<std::string>;
 
@@ -280,10 +281,22 @@ std::int32_t CreatedOf(const NovuSemaphore& semaphore) {
 }
 
 int DestroyOnly(const NovuSemaphore& semaphore) {
-    using Operation = int(const void*);
     const void* const object = ImplementationOf(semaphore);
-    const void* const slots = FieldAt<const void*>(object, 0);
-    return FieldAt<Operation*>(slots, 3 * sizeof(void*))(object);
+    return Slot<int(const void*)>(object, 3)(object);
+}
+
+// A try is a wait of no time, and stands beside the one with a limit.
+TEST(SemMacTest, TheImplementationsWaitsHaveTheirSlots) {
+    NovuSemaphore semaphore;
+    ASSERT_EQ(1, semaphore.Create(NovuSemaphore::NotSignalled, nullptr, 0));
+    const void* const object = ImplementationOf(semaphore);
+    MachCalls calls;
+    calls.Script(kTimedWait, {kTimedOut, kTimedOut});
+    EXPECT_EQ(0, Slot<int(const void*)>(object, 5)(object));
+    EXPECT_EQ(0, (Slot<int(const void*, unsigned int)>(object, 6)(object, 10)));
+    const std::string wait = kTimedWait;
+    EXPECT_EQ((Calls{wait + " 0.000000000", wait + " 0.010000000"}),
+              calls.Take());
 }
 
 TEST(SemMacTest, TheImplementationHoldsTheTaskAndThePort) {

@@ -34,8 +34,8 @@
 
 #include "tests/support/Allocation.h"
 #include "tests/support/Concurrency.h"
-#include "tests/support/FieldAt.h"
 #include "tests/support/NextSymbol.h"
+#include "tests/support/ObjectBytes.h"
 #include "tests/support/SemaphoreName.h"
 #include "tests/support/SystemCalls.h"
 #include "tests/support/VirtualSlots.h"
@@ -163,6 +163,7 @@ using NovuTest::kNoLimit;
 using NovuTest::Log;
 using NovuTest::SemaphoreName;
 using NovuTest::SleepFor;
+using NovuTest::Slot;
 using NovuTest::TimeOf;
 using std::chrono::milliseconds;
 
@@ -239,13 +240,14 @@ std::int32_t ManualResetOf(const NovuEvent& event) {
     return FieldAt<std::int32_t>(&event, 4);
 }
 
-// The functions of an implementation, by their slots; a destructor has two.
-using Operation = int (*)(const void*);
-using OperationWith = int (*)(const void*, unsigned int);
-using PostOperation = void (*)(const void*);
-using CountOperation = int (*)(const void*, int*);
+// The functions of an implementation.
+using Operation = int(const void*);
+using OperationWith = int(const void*, unsigned int);
+using PostOperation = void(const void*);
+using CountOperation = int(const void*, int*);
 
-enum Slot : std::size_t {
+// Their slots; a destructor has two.
+enum : std::size_t {
     kDestructors = 2,
     kCreate = kDestructors,
     kDestroy,
@@ -255,12 +257,6 @@ enum Slot : std::size_t {
     kPost,
     kGetSemCounts
 };
-
-template <typename Function>
-Function SlotOf(const void* implementation, Slot slot) {
-    const void* const table = FieldAt<const void*>(implementation, 0);
-    return FieldAt<Function>(table, slot * sizeof(void*));
-}
 
 TEST_F(NovuSemaphoreTest, HasNoVirtualOperationButItsDestructor) {
     EXPECT_EQ(0, NovuTest::VirtualOperations<NovuSemaphore>());
@@ -311,28 +307,28 @@ TEST_F(NovuSemaphoreTest, TheImplementationsOperationsHaveTheirSlots) {
         ASSERT_EQ(1, semaphore.Create(State(5), kind, 0));
         const void* const object = ImplementationOf(semaphore);
         int count = 4711;
-        const auto counts = SlotOf<CountOperation>(object, kGetSemCounts);
+        auto* const counts = Slot<CountOperation>(object, kGetSemCounts);
         EXPECT_EQ(1, counts(object, &count));
         EXPECT_EQ(5, count);
-        EXPECT_EQ(1, SlotOf<Operation>(object, kWait)(object));
+        EXPECT_EQ(1, Slot<Operation>(object, kWait)(object));
         EXPECT_EQ(4, CountOf(semaphore));
-        EXPECT_EQ(1, SlotOf<Operation>(object, kTryWait)(object));
+        EXPECT_EQ(1, Slot<Operation>(object, kTryWait)(object));
         EXPECT_EQ(3, CountOf(semaphore));
-        EXPECT_EQ(1, SlotOf<OperationWith>(object, kTimedWait)(object, 10));
+        EXPECT_EQ(1, Slot<OperationWith>(object, kTimedWait)(object, 10));
         EXPECT_EQ(2, CountOf(semaphore));
-        SlotOf<PostOperation>(object, kPost)(object);
+        Slot<PostOperation>(object, kPost)(object);
         EXPECT_EQ(named ? 3 : 0, CountOf(semaphore));
         // Created again: the one is, the other opens what there is.
-        EXPECT_EQ(1, SlotOf<OperationWith>(object, kCreate)(object, 9));
+        EXPECT_EQ(1, Slot<OperationWith>(object, kCreate)(object, 9));
         EXPECT_EQ(named ? 3 : 0, CountOf(semaphore));
-        EXPECT_EQ(1, SlotOf<Operation>(object, kDestroy)(object));
+        EXPECT_EQ(1, Slot<Operation>(object, kDestroy)(object));
         EXPECT_EQ(0, counts(object, &count));
         // Twice: nothing is open, or there is nothing to destroy.
-        EXPECT_EQ(named ? 1 : 0, SlotOf<Operation>(object, kDestroy)(object));
-        EXPECT_EQ(0, SlotOf<Operation>(object, kWait)(object));
-        EXPECT_EQ(0, SlotOf<Operation>(object, kTryWait)(object));
-        EXPECT_EQ(0, SlotOf<OperationWith>(object, kTimedWait)(object, 10));
-        SlotOf<PostOperation>(object, kPost)(object);
+        EXPECT_EQ(named ? 1 : 0, Slot<Operation>(object, kDestroy)(object));
+        EXPECT_EQ(0, Slot<Operation>(object, kWait)(object));
+        EXPECT_EQ(0, Slot<Operation>(object, kTryWait)(object));
+        EXPECT_EQ(0, Slot<OperationWith>(object, kTimedWait)(object, 10));
+        Slot<PostOperation>(object, kPost)(object);
         EXPECT_EQ(1, semaphore.IsCreated());
     }
 }

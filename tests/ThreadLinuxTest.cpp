@@ -23,8 +23,8 @@
 #include "Bases/ThreadPool.h"
 #include "Bases/ThreadSync.h"
 #include "tests/support/Concurrency.h"
-#include "tests/support/FieldAt.h"
 #include "tests/support/NextSymbol.h"
+#include "tests/support/ObjectBytes.h"
 
 namespace {
 

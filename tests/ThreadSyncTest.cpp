@@ -38,8 +38,8 @@
 #include "Bases/Sem.h"
 #include "tests/support/Allocation.h"
 #include "tests/support/Concurrency.h"
-#include "tests/support/FieldAt.h"
 #include "tests/support/NextSymbol.h"
+#include "tests/support/ObjectBytes.h"
 #include "tests/support/SemaphoreName.h"
 #include "tests/support/SystemCalls.h"
 

@@ -42,8 +42,8 @@
 #include "Bases/Sem.h"
 #include "tests/support/Allocation.h"
 #include "tests/support/Concurrency.h"
-#include "tests/support/FieldAt.h"
 #include "tests/support/NextSymbol.h"
+#include "tests/support/ObjectBytes.h"
 #include "tests/support/VirtualSlots.h"
 
 namespace {

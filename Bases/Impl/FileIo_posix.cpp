@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <type_traits>
 
 #include "Bases/Impl/CancellationDisabled.h"
 #include "Bases/Impl/Descriptor.h"
@@ -26,7 +27,7 @@ const unsigned int kOpenExisting = 4;
 const mode_t kMode = 0600;
 
 // Positions and sizes pass through as they are.
-static_assert(sizeof(off_t) == sizeof(long long));
+static_assert(sizeof(off_t) == sizeof(long long) && std::is_signed_v<off_t>);
 
 // The position after a seek; 0 for a failure.
 long long SeekTo(int fd, long long offset, int whence) {

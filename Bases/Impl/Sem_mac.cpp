@@ -11,6 +11,10 @@ namespace Novu {
 
 namespace {
 
+// What a record of the semaphore has room for.
+static_assert(sizeof(semaphore_t) == sizeof(std::uint32_t) &&
+              sizeof(task_t) == sizeof(std::uint32_t));
+
 Waited WaitedFor(kern_return_t result) {
     switch (result) {
         case KERN_SUCCESS:

@@ -83,7 +83,10 @@ std::wstring utf8_to_wcs(const std::string& text) {
     CheckMeasured(count, "Invalid UTF-8 sequence.");
     const auto buffer = std::make_unique<wchar_t[]>(count + 1);
     // The limit is more than the buffer holds; the text ends before either.
-    CheckCounted(std::mbstowcs(buffer.get(), text.c_str(), 4 * count), count);
+    // Volatile, or a checked call that knows the buffer's size ends the
+    // program.
+    wchar_t* volatile const room = buffer.get();
+    CheckCounted(std::mbstowcs(room, text.c_str(), 4 * count), count);
     return std::wstring(buffer.get());
 }
 

@@ -4,6 +4,8 @@
 
 #include <sys/time.h>
 
+#include <type_traits>
+
 #include "Bases/Date.h"
 
 namespace Novu {
@@ -12,7 +14,8 @@ namespace {
 
 // Seconds pass through as they are: from and to time values, and as a long.
 static_assert(sizeof(std::time_t) == sizeof(long long));
-static_assert(sizeof(std::time_t) == sizeof(long));
+static_assert(sizeof(std::time_t) == sizeof(long) &&
+              std::is_signed_v<std::time_t>);
 
 // The type of gmtime_r and localtime_r.
 using ToFields = std::tm* (*)(const std::time_t*, std::tm*);

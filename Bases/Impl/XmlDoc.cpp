@@ -432,9 +432,12 @@ int XmlWriter::Save(const std::string& path) {
 // Reader
 
 struct [[gnu::visibility("hidden")]] XmlReader::PrivateData {
-    xmlDoc* document;        // Null when nothing is loaded.
-    iconv_t converter;       // To the C locale; null when none.
-    std::vector<char> room;  // For converted texts; empty when none is loaded.
+    xmlDoc* document = nullptr;   // Null when nothing is loaded.
+    iconv_t converter = nullptr;  // To the C locale; null when none.
+
+    // For converted texts; empty when nothing is loaded.
+    std::unique_ptr<std::vector<char>> room =
+        std::make_unique<std::vector<char>>();
 
     int Adopt(Document parsed);
     int ConvertDecoding(const unsigned char* text, std::string& out);
@@ -491,7 +494,7 @@ int XmlReader::PrivateData::Adopt(Document parsed) {
     if (opened == nullptr) {
         return 0;
     }
-    room.resize(kDecodeRoom);
+    room->resize(kDecodeRoom);
     converter = opened.release();
     document = parsed.release();
     return 1;
@@ -507,12 +510,12 @@ int XmlReader::PrivateData::ConvertDecoding(const unsigned char* text,
     const unsigned char* const start = text != nullptr ? text : &nothing;
     const auto length = static_cast<std::size_t>(::xmlStrlen(start));
     const std::size_t outRoom = length + kDecodeGrowth;
-    if (room.size() < outRoom) {
-        room.resize(outRoom);
+    if (room->size() < outRoom) {
+        room->resize(outRoom);
     }
 
     char* in = const_cast<char*>(reinterpret_cast<const char*>(start));
-    char* converted = room.data();
+    char* converted = room->data();
     std::size_t inLeft = length + 1;
     std::size_t outLeft = outRoom;
     ResetShiftState(converter);
@@ -520,7 +523,7 @@ int XmlReader::PrivateData::ConvertDecoding(const unsigned char* text,
         return 0;
     }
     // The terminator may not have found room.
-    out.assign(room.data(), ::strnlen(room.data(), room.size()));
+    out.assign(room->data(), ::strnlen(room->data(), room->size()));
     return 1;
 }
 
@@ -562,7 +565,7 @@ void XmlReader::Close() {
         ::iconv_close(data->converter);
         data->converter = nullptr;
     }
-    data->room.clear();
+    data->room->clear();
 }
 
 // Reader: navigation

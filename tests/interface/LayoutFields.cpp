@@ -25,6 +25,7 @@
 #include <string>
 #include <thread>
 #include <type_traits>
+#include <vector>
 
 #include "Bases/All.h"
 #include "tests/support/ObjectBytes.h"
@@ -419,6 +420,9 @@ TEST(LayoutFieldsTest, XmlReader) {
     ASSERT_NE(nullptr, data);
     EXPECT_EQ(nullptr, FieldAt<void*>(data, 0));
     EXPECT_EQ(nullptr, FieldAt<void*>(data, 8));
+    const auto* const room = FieldAt<std::vector<char>*>(data, 16);
+    ASSERT_NE(nullptr, room);
+    EXPECT_TRUE(room->empty());
 
     Byte text[] = "<?xml version='1.0' encoding='UTF-8'?><a/>";
     ASSERT_EQ(1, reader.Load(text, sizeof text - 1));
@@ -434,6 +438,7 @@ TEST(LayoutFieldsTest, XmlReader) {
     std::size_t outLeft = 1;
     EXPECT_EQ(0U, ::iconv(converter, &inAt, &inLeft, &outAt, &outLeft));
     EXPECT_EQ('a', out[0]);
+    EXPECT_EQ(std::vector<char>(4096), *room);
 
     reader.Close();
     EXPECT_EQ(nullptr, FieldAt<void*>(data, 0));

@@ -7,6 +7,7 @@
 #include <semaphore.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <cstddef>
 #include <cstring>
 #include <memory>
@@ -424,7 +425,11 @@ TEST(LayoutSlotsTest, SemaphoreOfTheProcess) {
     EXPECT_EQ(1, Slot<int(void*)>(object, 4)(object)) << "Wait";
     EXPECT_EQ(0, CountOf(object));
     EXPECT_EQ(0, Slot<int(void*)>(object, 5)(object)) << "TryWait";
-    EXPECT_EQ(0, Slot<StateSlot>(object, 6)(object, 1)) << "TimedWait";
+    // It waits, which the operation before does not.
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_EQ(0, Slot<StateSlot>(object, 6)(object, 50)) << "TimedWait";
+    EXPECT_LE(std::chrono::milliseconds(50),
+              std::chrono::steady_clock::now() - begin);
     EXPECT_EQ(-2, CountOf(object));
     Slot<void(void*)>(object, 7)(object);
     EXPECT_EQ(0, CountOf(object)) << "after Post";

@@ -188,18 +188,40 @@ std::underlying_type_t<Enumeration> ValueOf(Enumeration enumerator) {
     return enumerator;
 }
 
+// An enumerator more is one that a switch over all of them does not know.
+int CountKnown(Crypto::Type type) {
+    switch (type) {
+        case Crypto::HashMd5:
+        case Crypto::BlockCipherSeed:
+            return 1;
+    }
+    return 0;
+}
+
+int CountKnown(NovuSemaphore::SemInitState state) {
+    switch (state) {
+        case NovuSemaphore::NotSignalled:
+        case NovuSemaphore::Signalled:
+            return 1;
+    }
+    return 0;
+}
+
 TEST(LayoutTest, Enumerations) {
     static_assert(
         std::is_same_v<std::underlying_type_t<Crypto::Type>, unsigned int>);
     static_assert(sizeof(Crypto::Type) == 4);
     EXPECT_EQ(1U, ValueOf(Crypto::HashMd5));
     EXPECT_EQ(2U, ValueOf(Crypto::BlockCipherSeed));
+    EXPECT_EQ(1, CountKnown(Crypto::HashMd5));
 
-    using State = NovuSemaphore::SemInitState;
-    static_assert(std::is_same_v<std::underlying_type_t<State>, unsigned int>);
-    static_assert(sizeof(State) == 4);
+    static_assert(
+        std::is_same_v<std::underlying_type_t<NovuSemaphore::SemInitState>,
+                       unsigned int>);
+    static_assert(sizeof(NovuSemaphore::SemInitState) == 4);
     EXPECT_EQ(0U, ValueOf(NovuSemaphore::NotSignalled));
     EXPECT_EQ(1U, ValueOf(NovuSemaphore::Signalled));
+    EXPECT_EQ(1, CountKnown(NovuSemaphore::Signalled));
 }
 
 // Constants

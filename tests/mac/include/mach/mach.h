@@ -1,7 +1,7 @@
 // <mach/mach.h>, for tests: what Sem_mac.cpp uses of it.
 
-#ifndef NOVU_BASES_TESTS_MACH_MACH_H_
-#define NOVU_BASES_TESTS_MACH_MACH_H_
+#ifndef NOVU_BASES_TESTS_MAC_MACH_MACH_H_
+#define NOVU_BASES_TESTS_MAC_MACH_MACH_H_
 
 using kern_return_t = int;
 using mach_port_t = unsigned int;
@@ -28,4 +28,4 @@ const int SYNC_POLICY_FIFO = 0;
 extern "C" mach_port_t mach_task_self_;
 #define mach_task_self() mach_task_self_
 
-#endif  // NOVU_BASES_TESTS_MACH_MACH_H_
+#endif  // NOVU_BASES_TESTS_MAC_MACH_MACH_H_

@@ -1,7 +1,7 @@
 // <mach/semaphore.h>, for tests: what Sem_mac.cpp uses of it.
 
-#ifndef NOVU_BASES_TESTS_MACH_SEMAPHORE_H_
-#define NOVU_BASES_TESTS_MACH_SEMAPHORE_H_
+#ifndef NOVU_BASES_TESTS_MAC_MACH_SEMAPHORE_H_
+#define NOVU_BASES_TESTS_MAC_MACH_SEMAPHORE_H_
 
 #include <mach/mach.h>
 
@@ -14,4 +14,4 @@ kern_return_t semaphore_signal_all(semaphore_t semaphore);
 
 }  // extern "C"
 
-#endif  // NOVU_BASES_TESTS_MACH_SEMAPHORE_H_
+#endif  // NOVU_BASES_TESTS_MAC_MACH_SEMAPHORE_H_

@@ -1,7 +1,7 @@
 // <mach/task.h>, for tests: what Sem_mac.cpp uses of it.
 
-#ifndef NOVU_BASES_TESTS_MACH_TASK_H_
-#define NOVU_BASES_TESTS_MACH_TASK_H_
+#ifndef NOVU_BASES_TESTS_MAC_MACH_TASK_H_
+#define NOVU_BASES_TESTS_MAC_MACH_TASK_H_
 
 #include <mach/mach.h>
 
@@ -13,4 +13,4 @@ kern_return_t semaphore_destroy(task_t task, semaphore_t semaphore);
 
 }  // extern "C"
 
-#endif  // NOVU_BASES_TESTS_MACH_TASK_H_
+#endif  // NOVU_BASES_TESTS_MAC_MACH_TASK_H_
