@@ -6,6 +6,7 @@
 #include <langinfo.h>
 #include <libxml/parser.h>
 #include <libxml/tree.h>
+#include <libxml/xmlerror.h>
 #include <libxml/xmlmemory.h>
 #include <libxml/xmlwriter.h>
 #include <string.h>
@@ -74,11 +75,29 @@ void ResetShiftState(iconv_t converter) {
     ::iconv(converter, nullptr, nullptr, nullptr, nullptr);
 }
 
+// Where memory runs out, libxml2 may answer as if it had not: an empty text is
+// written, or a tree lacks a part. What it remembers of its last error tells.
+
+bool RanOutOfMemory() {
+    const xmlError* const error = ::xmlGetLastError();
+    return error != nullptr && error->code == XML_ERR_NO_MEMORY;
+}
+
+// Before a call after which RanOutOfMemory is asked. Other errors stay.
+void ForgetMemoryError() {
+    if (RanOutOfMemory()) {
+        ::xmlResetLastError();
+    }
+}
+
 // The answer of a write: libxml2's, but a text that could not be converted is
 // a failure also where libxml2 takes a null pointer for an empty text.
-template <typename... Texts>
-int Written(int result, const Texts&... texts) {
-    return result >= 0 && (... && (texts != nullptr)) ? 1 : 0;
+template <typename Write, typename... Texts>
+int Written(Write write, const Texts&... texts) {
+    ForgetMemoryError();
+    const int result = write();
+    return result >= 0 && !RanOutOfMemory() && (... && (texts != nullptr)) ? 1
+                                                                           : 0;
 }
 
 // What atoi and atof answer, also where the number is out of their range and
@@ -199,6 +218,7 @@ int XmlWriter::BeginDocument(const std::string& encoding) {
     if (data->buffer != nullptr) {
         ::xmlBufferFree(data->buffer);
     }
+    ForgetMemoryError();
     data->buffer = ::xmlBufferCreate();
     if (data->buffer == nullptr) {
         return 0;
@@ -208,7 +228,8 @@ int XmlWriter::BeginDocument(const std::string& encoding) {
     data->writer = ::xmlNewTextWriterMemory(data->buffer, 0);
     if (data->writer != nullptr &&
         ::xmlTextWriterStartDocument(data->writer, nullptr, encoding.c_str(),
-                                     nullptr) >= 0) {
+                                     nullptr) >= 0 &&
+        !RanOutOfMemory()) {
         data->converter = OpenFromChar(encoding.c_str()).release();
     }
     if (data->converter == nullptr) {
@@ -221,7 +242,8 @@ int XmlWriter::BeginDocument(const std::string& encoding) {
 int XmlWriter::EndDocument() {
     int result = 0;
     if (data->writer != nullptr) {
-        result = Written(::xmlTextWriterEndDocument(data->writer));
+        result =
+            Written([&] { return ::xmlTextWriterEndDocument(data->writer); });
         data->FreeWriter();
     }
     if (data->converter != nullptr) {
@@ -252,15 +274,18 @@ int XmlWriter::BeginElement(const std::string& name) {
         return 0;
     }
     const Text xmlName = data->ConvertEncoding(name);
-    return Written(::xmlTextWriterStartElement(data->writer, xmlName.get()),
-                   xmlName);
+    return Written(
+        [&] {
+            return ::xmlTextWriterStartElement(data->writer, xmlName.get());
+        },
+        xmlName);
 }
 
 int XmlWriter::EndElement() {
     if (data->writer == nullptr) {
         return 0;
     }
-    return Written(::xmlTextWriterEndElement(data->writer));
+    return Written([&] { return ::xmlTextWriterEndElement(data->writer); });
 }
 
 int XmlWriter::WriteElement(const std::string& name, const std::string& text) {
@@ -270,7 +295,10 @@ int XmlWriter::WriteElement(const std::string& name, const std::string& text) {
     const Text xmlName = data->ConvertEncoding(name);
     const Text xmlText = data->ConvertEncoding(text);
     return Written(
-        ::xmlTextWriterWriteElement(data->writer, xmlName.get(), xmlText.get()),
+        [&] {
+            return ::xmlTextWriterWriteElement(data->writer, xmlName.get(),
+                                               xmlText.get());
+        },
         xmlName, xmlText);
 }
 
@@ -281,9 +309,12 @@ int XmlWriter::WriteAttribute(const std::string& name,
     }
     const Text xmlName = data->ConvertEncoding(name);
     const Text xmlValue = data->ConvertEncoding(value);
-    return Written(::xmlTextWriterWriteAttribute(data->writer, xmlName.get(),
-                                                 xmlValue.get()),
-                   xmlName, xmlValue);
+    return Written(
+        [&] {
+            return ::xmlTextWriterWriteAttribute(data->writer, xmlName.get(),
+                                                 xmlValue.get());
+        },
+        xmlName, xmlValue);
 }
 
 int XmlWriter::WriteEntity(const std::string& text) {
@@ -291,8 +322,9 @@ int XmlWriter::WriteEntity(const std::string& text) {
         return 0;
     }
     const Text xmlText = data->ConvertEncoding(text);
-    return Written(::xmlTextWriterWriteString(data->writer, xmlText.get()),
-                   xmlText);
+    return Written(
+        [&] { return ::xmlTextWriterWriteString(data->writer, xmlText.get()); },
+        xmlText);
 }
 
 int XmlWriter::WriteElementEntity(const std::string& name,
@@ -310,8 +342,11 @@ int XmlWriter::WriteComment(const std::string& text) {
         return 0;
     }
     const Text xmlText = data->ConvertEncoding(text);
-    return Written(::xmlTextWriterWriteComment(data->writer, xmlText.get()),
-                   xmlText);
+    return Written(
+        [&] {
+            return ::xmlTextWriterWriteComment(data->writer, xmlText.get());
+        },
+        xmlText);
 }
 
 // Writer: values as text
@@ -483,10 +518,10 @@ int ReadNumber(XmlReader& reader, XmlReader::Attribute* attribute,
 
 }  // namespace
 
-// Takes over a document that parsed and declares an encoding that can be
-// converted. The reader is empty before, and after a 0.
+// Takes over a document that parsed in whole and declares an encoding that can
+// be converted. The reader is empty before, and after a 0.
 int XmlReader::PrivateData::Adopt(Document parsed) {
-    if (parsed == nullptr || parsed->encoding == nullptr) {
+    if (parsed == nullptr || RanOutOfMemory() || parsed->encoding == nullptr) {
         return 0;
     }
     Converter opened =
@@ -542,6 +577,7 @@ int XmlReader::Load(unsigned char* buffer, unsigned long size) {
     if (buffer == nullptr || size == 0 || data->document != nullptr) {
         return 0;
     }
+    ForgetMemoryError();
     return data->Adopt(Document(::xmlReadMemory(
         reinterpret_cast<const char*>(buffer), static_cast<int>(size),
         "noname.xml", /*encoding=*/nullptr, /*options=*/0)));
@@ -552,6 +588,7 @@ int XmlReader::Load(const std::string& path) {
         return 0;
     }
     const std::string file = tcs_to_mbs(path, std::locale());
+    ForgetMemoryError();
     return data->Adopt(Document(
         ::xmlReadFile(file.c_str(), /*encoding=*/nullptr, /*options=*/0)));
 }
