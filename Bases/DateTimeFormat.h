@@ -12,8 +12,9 @@
 //   F FF FFF   the same, but nothing where the number is 0
 //
 // Errors   False for an empty result, and for a buffer that is null or too
-//          small. A buffer is untouched then, a string is cleared. A time value
-//          that cannot be converted is shown as a record of zeros.
+//          small. A buffer is untouched then, and a string cleared, as they
+//          are when memory runs out. A time value that cannot be converted is
+//          shown as a record of zeros.
 // Threads  Any; nothing is shared but the process's time zone.
 //
 // Numbers are padded with zeros; a sign takes the place of a digit.

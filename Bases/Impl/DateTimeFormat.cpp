@@ -113,18 +113,9 @@ void AppendToken(std::string& out, std::string_view token, const SysTime& st) {
     }
 }
 
-}  // namespace
-
-// Records
-
-void DateTimeFormatToString(const std::string& token, const SysTime& st,
-                            std::string& out) {
-    AppendToken(out, token, st);
-}
-
-bool GetDateTimeFormat(std::string& out, const std::string& pattern,
-                       const SysTime& st) {
-    out.clear();
+// Appends what the pattern stands for, run by run.
+void AppendPattern(std::string& out, const std::string& pattern,
+                   const SysTime& st) {
     std::string_view rest = pattern;
     while (!rest.empty()) {
         if (!IsLetter(rest.front())) {
@@ -138,6 +129,32 @@ bool GetDateTimeFormat(std::string& out, const std::string& pattern,
         }
         AppendToken(out, rest.substr(0, letters), st);
         rest.remove_prefix(letters);
+    }
+}
+
+}  // namespace
+
+// Records
+
+void DateTimeFormatToString(const std::string& token, const SysTime& st,
+                            std::string& out) {
+    const std::size_t earlier = out.size();
+    try {
+        AppendToken(out, token, st);
+    } catch (...) {  // Memory: not half a number.
+        out.resize(earlier);
+        throw;
+    }
+}
+
+bool GetDateTimeFormat(std::string& out, const std::string& pattern,
+                       const SysTime& st) {
+    out.clear();
+    try {
+        AppendPattern(out, pattern, st);
+    } catch (...) {  // Memory: not half a date.
+        out.clear();
+        throw;
     }
     return !out.empty();
 }

@@ -5,6 +5,7 @@
 #include <dirent.h>
 #include <sys/stat.h>
 
+#include <cstddef>
 #include <cstring>
 
 #include "Bases/Impl/CancellationDisabled.h"
@@ -41,11 +42,29 @@ long long Milliseconds(const timespec& time) {
 
 }  // namespace
 
-struct FileFind::Entry {
+struct [[gnu::visibility("hidden")]] FileFind::Entry {
     dirent* entry;     // The one that readdir gave last; the stream owns it.
     struct stat info;  // Its status.
-    std::string path;  // The directory, as given to FindFirst.
+    std::string path;  // The directory, as given to FindFirst, and room.
+
+    void TakePath(const std::string& directory);
+    bool ReadInfo();
 };
+
+// With room for any name, so that FindNext needs no memory: the stream does not
+// give an entry twice.
+void FileFind::Entry::TakePath(const std::string& directory) {
+    path.reserve(directory.size() + sizeof entry->d_name);
+    path = directory;
+}
+
+bool FileFind::Entry::ReadInfo() {
+    const std::size_t directory = path.size();
+    path += entry->d_name;
+    const bool known = ::stat(path.c_str(), &info) == 0;
+    path.resize(directory);
+    return known;
+}
 
 // Lifetime
 
@@ -86,7 +105,7 @@ bool FileFind::FindFirst(const std::string& directory,
         entry = ::readdir(stream.get());
     }
     current->entry = entry;
-    current->path = directory;
+    current->TakePath(directory);
     if (entry == nullptr ||
         !GetFileInfo(directory, entry->d_name, current->info)) {
         return false;
@@ -104,7 +123,7 @@ bool FileFind::FindNext() {
         return false;
     }
     current->entry = entry;
-    return GetFileInfo(current->path, entry->d_name, current->info);
+    return current->ReadInfo();
 }
 
 void FileFind::FindClose() {

@@ -83,6 +83,8 @@ FailingAllocation::FailingAllocation(unsigned long n) { untilFailure = n; }
 
 FailingAllocation::~FailingAllocation() { untilFailure = 0; }
 
+bool FailingAllocation::IsPending() { return untilFailure != 0; }
+
 NullAllocation::NullAllocation() { arraysAreNull = true; }
 
 NullAllocation::~NullAllocation() { arraysAreNull = false; }

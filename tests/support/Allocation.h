@@ -16,6 +16,8 @@ public:
     FailingAllocation(const FailingAllocation&) = delete;
     FailingAllocation& operator=(const FailingAllocation&) = delete;
     ~FailingAllocation();
+
+    static bool IsPending();  ///< Nothing has failed yet.
 };
 
 /// Runs `operation` with its first allocation failing, then with its second,
