@@ -163,19 +163,23 @@ public:
 
     /// Parses the `size` bytes at `buffer`, which are not kept. 0 for a null
     /// buffer, for size 0, for text that is not well-formed, and while a
-    /// document is loaded.
+    /// document is loaded. Nothing that a document names is opened: external
+    /// entities and DTDs are not read, whatever the defaults of libxml2 are.
     /// By design [xml-11]: a document that declares no encoding is refused, and
     /// so is one in an encoding that iconv does not know.
     /// By design [xml-12]: the low 32 bits of `size` count, as a signed int; a
     /// document of 2 GiB or more is refused, or read in part.
-    /// By design [xml-20]: beyond libxml2's limits the answer is 0: elements
-    /// some 256 deep, names of 50,000 bytes, attributes of 10 MB, and from a
-    /// file texts of 10 MB.
+    /// By design [xml-20]: beyond these limits, most of them libxml2's, the
+    /// answer is 0: elements some 256 deep, names of 50,000 bytes, attributes
+    /// of 10 MB, from a file texts of 10 MB, and in a DTD 10,000 references to
+    /// entities, or parameter entities that expand to 10 MB.
+    /// By design [xml-21]: the time may grow with the square of the size.
     int Load(unsigned char* buffer, unsigned long size);
 
     /// Parses the file `path`, under the same rules.
     /// By design [xml-18]: libxml2 opens it in its own way, and takes a URL, a
-    /// compressed file or "-" for standard input as well.
+    /// compressed file or "-" for standard input as well, and a file that the
+    /// system's XML catalogs name for one that is not there.
     int Load(const std::string& path);
 
     /// The first element inside `element`; null when there is none.

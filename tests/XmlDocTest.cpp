@@ -399,31 +399,32 @@ void xmlCleanupParser() {
     next();
 }
 
-xmlDoc* xmlReadMemory(const char* buffer, int size, const char* url,
-                      const char* encoding, int options) {
-    static auto* const next = NOVU_NEXT(xmlReadMemory);
+xmlDoc* xmlCtxtReadMemory(xmlParserCtxt* parser, const char* buffer, int size,
+                          const char* url, const char* encoding, int options) {
+    static auto* const next = NOVU_NEXT(xmlCtxtReadMemory);
     if (!IsNoted(NOVU_CALLER)) {
-        return next(buffer, size, url, encoding, options);
+        return next(parser, buffer, size, url, encoding, options);
     }
-    probe->calls.push_back("xmlReadMemory(" + probe->NameOf(buffer) + ", " +
+    probe->calls.push_back("xmlCtxtReadMemory(" + probe->NameOf(buffer) + ", " +
                            std::to_string(size) + ", " + Shown(url) + ", " +
                            Shown(encoding) + ", " + std::to_string(options) +
                            ")");
     return probe->Made(probe->document != nullptr
                            ? std::exchange(probe->document, nullptr)
-                           : next(buffer, size, url, encoding, options),
+                           : next(parser, buffer, size, url, encoding, options),
                        "document");
 }
 
-xmlDoc* xmlReadFile(const char* path, const char* encoding, int options) {
-    static auto* const next = NOVU_NEXT(xmlReadFile);
+xmlDoc* xmlCtxtReadFile(xmlParserCtxt* parser, const char* path,
+                        const char* encoding, int options) {
+    static auto* const next = NOVU_NEXT(xmlCtxtReadFile);
     if (!IsNoted(NOVU_CALLER)) {
-        return next(path, encoding, options);
+        return next(parser, path, encoding, options);
     }
-    probe->calls.push_back("xmlReadFile(" + Shown(path) + ", " +
+    probe->calls.push_back("xmlCtxtReadFile(" + Shown(path) + ", " +
                            Shown(encoding) + ", " + std::to_string(options) +
                            ")");
-    return probe->Made(next(path, encoding, options), "document");
+    return probe->Made(next(parser, path, encoding, options), "document");
 }
 
 void xmlFreeDoc(xmlDoc* document) {
@@ -2552,7 +2553,7 @@ TEST_F(XmlReaderTest, LoadParsesTheBytesWithoutOptions) {
     XmlReader reader;
     EXPECT_EQ(1, reader.Load(bytes, document.size()));
     EXPECT_EQ(
-        (Lines{"xmlReadMemory(bytes1, " + std::to_string(document.size()) +
+        (Lines{"xmlCtxtReadMemory(bytes1, " + std::to_string(document.size()) +
                    ", noname.xml, null, 0)",
                "iconv_open(char, UTF-8)", "iconv_open(UTF-8, UTF-8)"}),
         seen.Take());
@@ -2575,7 +2576,7 @@ TEST_F(XmlReaderTest, LoadParsesTheFileWithoutOptions) {
     Probe seen;
     XmlReader reader;
     EXPECT_EQ(1, reader.Load(path));
-    EXPECT_EQ((Lines{"xmlReadFile(" + path + ", null, 0)",
+    EXPECT_EQ((Lines{"xmlCtxtReadFile(" + path + ", null, 0)",
                      "iconv_open(char, UTF-8)", "iconv_open(UTF-8, UTF-8)"}),
               seen.Take());
     EXPECT_EQ(std::string(4096, '\0'), DataOf(reader).Room());
@@ -2595,8 +2596,8 @@ TEST_F(XmlReaderTest, LoadHandsThePathOnAsItIs) {
         Probe seen;
         XmlReader reader;
         EXPECT_EQ(1, reader.Load(path)) << name;
-        EXPECT_EQ((Lines{"xmlReadFile(" + path + ", null, 0)"}),
-                  seen.Of("xmlReadFile"));
+        EXPECT_EQ((Lines{"xmlCtxtReadFile(" + path + ", null, 0)"}),
+                  seen.Of("xmlCtxtReadFile"));
     }
 }
 
@@ -2677,9 +2678,9 @@ TEST_F(XmlReaderTest, TheSizeIsA32BitInt) {
         seen.Name(bytes, "bytes");
         XmlReader reader;
         EXPECT_EQ(row.answer, reader.Load(bytes, row.size));
-        EXPECT_EQ((Lines{"xmlReadMemory(bytes1, " + row.parsed +
+        EXPECT_EQ((Lines{"xmlCtxtReadMemory(bytes1, " + row.parsed +
                          ", noname.xml, null, 0)"}),
-                  seen.Of("xmlReadMemory"));
+                  seen.Of("xmlCtxtReadMemory"));
         if (row.answer == 0) {
             ExpectIsEmpty(reader);
         }

@@ -4,6 +4,7 @@
 
 #include <iconv.h>
 #include <langinfo.h>
+#include <libxml/SAX2.h>
 #include <libxml/parser.h>
 #include <libxml/tree.h>
 #include <libxml/xmlerror.h>
@@ -504,6 +505,50 @@ xmlNode* ElementFrom(xmlNode* node) {
     return node;
 }
 
+// A parser for documents from outside. It has no options, also where the host
+// gave libxml2 defaults that would make documents open files and connections:
+// what is then told with the document does not take them back.
+//
+// And it keeps parameter entities within bounds. libxml2 before 2.11 finds that
+// they have none, and then expands them on, or for ever; so it is stopped
+// before it looks, which it does at 10,240 references.
+class Parser {
+public:
+    Parser() : context(::xmlNewParserCtxt()) {
+        if (context != nullptr) {
+            context->options = 0;
+            context->_private = this;
+            context->sax->getParameterEntity = Find;
+        }
+    }
+    Parser(const Parser&) = delete;
+    Parser& operator=(const Parser&) = delete;
+    ~Parser() = default;
+
+    xmlParserCtxt* Get() const { return context.get(); }
+
+private:
+    static const unsigned long kMostReferences = 10'000;  // Of any entities.
+    static const unsigned long kMostBytes = 10'000'000;   // Expanded to.
+
+    static xmlEntity* Find(void* of, const xmlChar* name) {
+        auto* const context = static_cast<xmlParserCtxt*>(of);
+        unsigned long& bytes = static_cast<Parser*>(context->_private)->bytes;
+        xmlEntity* const found = ::xmlSAX2GetParameterEntity(of, name);
+        bytes +=
+            found != nullptr ? static_cast<unsigned long>(found->length) : 0;
+        if (context->nbentities > kMostReferences || bytes > kMostBytes) {
+            context->wellFormed = 0;
+            ::xmlStopParser(context);
+            return nullptr;
+        }
+        return found;
+    }
+
+    Owned<xmlParserCtxt, ::xmlFreeParserCtxt> context;
+    unsigned long bytes = 0;
+};
+
 // Reads an attribute's text and stores what `parse` makes of it, narrowed.
 template <typename Value, typename Parse>
 int ReadNumber(XmlReader& reader, XmlReader::Attribute* attribute,
@@ -578,9 +623,11 @@ int XmlReader::Load(unsigned char* buffer, unsigned long size) {
         return 0;
     }
     ForgetMemoryError();
-    return data->Adopt(Document(::xmlReadMemory(
-        reinterpret_cast<const char*>(buffer), static_cast<int>(size),
-        "noname.xml", /*encoding=*/nullptr, /*options=*/0)));
+    const Parser parser;
+    return data->Adopt(Document(::xmlCtxtReadMemory(
+        parser.Get(), reinterpret_cast<const char*>(buffer),
+        static_cast<int>(size), "noname.xml", /*encoding=*/nullptr,
+        /*options=*/0)));
 }
 
 int XmlReader::Load(const std::string& path) {
@@ -589,8 +636,10 @@ int XmlReader::Load(const std::string& path) {
     }
     const std::string file = tcs_to_mbs(path, std::locale());
     ForgetMemoryError();
-    return data->Adopt(Document(
-        ::xmlReadFile(file.c_str(), /*encoding=*/nullptr, /*options=*/0)));
+    const Parser parser;
+    return data->Adopt(
+        Document(::xmlCtxtReadFile(parser.Get(), file.c_str(),
+                                   /*encoding=*/nullptr, /*options=*/0)));
 }
 
 void XmlReader::Close() {
