@@ -21,6 +21,7 @@ apt_names() {
         package) echo dpkg-dev ;;
         bench) echo libbenchmark-dev libssl-dev libgcrypt20-dev ;;
         clang) echo clang ;;
+        fuzz) echo clang libclang-rt-dev llvm ;; # llvm names the functions.
         # npm brings a compiler. Whoever has it from elsewhere keeps that.
         macos)
             echo lld llvm file
@@ -40,6 +41,7 @@ brew_names() {
         test) echo googletest openssl ;;
         bench) echo google-benchmark openssl libgcrypt ;;
         clang) ;;
+        fuzz) fail "Apple's compiler has no libFuzzer: fuzz on Linux" ;;
         macos) fail "on macOS, the build itself is the check" ;;
         package) fail "on macOS, Homebrew makes the package" ;;
         format) echo clang-format ;;
