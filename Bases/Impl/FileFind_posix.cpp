@@ -100,8 +100,10 @@ bool FileFind::FindFirst(const std::string& directory,
         return false;
     }
 
+    // cppcheck-suppress readdirCalled ; nobody else has the stream
     dirent* entry = ::readdir(stream.get());
     while (entry != nullptr && IsSelfOrParent(entry->d_name)) {
+        // cppcheck-suppress readdirCalled ; nobody else has the stream
         entry = ::readdir(stream.get());
     }
     current->entry = entry;
@@ -118,6 +120,7 @@ bool FileFind::FindNext() {
     if (dir == nullptr || current == nullptr) {
         return false;
     }
+    // cppcheck-suppress readdirCalled ; nobody else has the stream
     dirent* const entry = ::readdir(static_cast<DIR*>(dir));
     if (entry == nullptr) {
         return false;

@@ -16,7 +16,7 @@ std::optional<std::string> TakeIfThere(Attributes& attributes,
     if (taken.empty()) {
         return std::nullopt;
     }
-    return std::move(taken.mapped());
+    return std::optional<std::string>(std::move(taken.mapped()));
 }
 
 std::string Take(Attributes& attributes, const std::string& name) {

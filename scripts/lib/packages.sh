@@ -29,6 +29,10 @@ apt_names() {
             ;;
         format) echo git clang-format ;;
         tidy) echo clang clang-tidy ;;
+        cppcheck) echo cppcheck ;;
+        coverage) echo gcovr ;;
+        mutation) echo git python3 ;;
+        memcheck) echo valgrind ;;
         *) fail "no packages are known for '$1'" ;;
     esac
 }
@@ -46,6 +50,9 @@ brew_names() {
         package) fail "on macOS, Homebrew makes the package" ;;
         format) echo clang-format ;;
         tidy) echo llvm ;;
+        cppcheck) echo cppcheck ;;
+        coverage) echo gcovr ;;
+        mutation | memcheck) fail "on macOS, the tests are not run" ;;
         *) fail "no packages are known for '$1'" ;;
     esac
 }
