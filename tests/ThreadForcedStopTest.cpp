@@ -52,10 +52,11 @@ thread_local unsigned long systemCalls = 0;  // Of this thread.
 }  // namespace
 
 // Threads are cancelled in here, at any instruction. So it is declared anew,
-// since a noexcept function cannot be unwound, and has nothing to clean up.
-extern "C" long CountedSystemCall(long number, long first, long second,
-                                  long third, long fourth, long fifth,
-                                  long sixth) __asm__("syscall");
+// since a noexcept function cannot be unwound, and has nothing to clean up, nor
+// counters for coverage, which would.
+extern "C" [[gnu::no_profile_instrument_function]] long CountedSystemCall(
+    long number, long first, long second, long third, long fourth, long fifth,
+    long sixth) __asm__("syscall");
 
 extern "C" long CountedSystemCall(long number, long first, long second,
                                   long third, long fourth, long fifth,

@@ -60,8 +60,7 @@ public:
 class [[gnu::visibility("hidden")]] NovuSemaphore::SemNamed final
     : public SemImpl {
 public:
-    explicit SemNamed(const char* newName)
-        : handle(nullptr), name(newName != nullptr ? newName : "") {}
+    explicit SemNamed(const char* newName) : handle(nullptr), name(newName) {}
 
     ~SemNamed() override { SemNamed::Destroy(); }
 
@@ -78,9 +77,6 @@ public:
     int Destroy() override {
         if (handle == nullptr) {
             return 1;
-        }
-        if (name.empty()) {
-            return 0;
         }
         ::sem_unlink(name.c_str());
         handle = nullptr;  // By design [sem-4]: not closed.

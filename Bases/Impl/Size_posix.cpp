@@ -61,9 +61,7 @@ int GetSizeFormat(char* out, unsigned long outSize, long long value) {
 
 int GetSizeFormat(std::string& out, long long value) {
     char result[kWorkSize] = {};
-    if (GetSizeFormat(result, sizeof result, value) == 0) {
-        return 0;
-    }
+    GetSizeFormat(result, sizeof result, value);
     out = result;
     return 1;
 }
@@ -85,9 +83,7 @@ int GetSizeFormat(char* out, unsigned long outSize, double value,
 
 int GetSizeFormat(std::string& out, double value, int precision) {
     char result[kWorkSize] = {};
-    if (GetSizeFormat(result, sizeof result, value, precision) == 0) {
-        return 0;
-    }
+    GetSizeFormat(result, sizeof result, value, precision);
     out = result;
     return 1;
 }

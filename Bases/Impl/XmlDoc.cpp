@@ -213,7 +213,7 @@ XmlWriter::~XmlWriter() {
 }
 
 int XmlWriter::BeginDocument(const std::string& encoding) {
-    if (data->writer != nullptr || data->converter != nullptr) {
+    if (data->writer != nullptr) {
         return 0;
     }
     if (data->buffer != nullptr) {
