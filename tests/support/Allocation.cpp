@@ -35,7 +35,7 @@ void* Allocate(std::size_t size, Kind kind) {
     if (untilFailure != 0 && --untilFailure == 0) {
         throw std::bad_alloc();
     }
-    void* const whole = size <= SIZE_MAX - sizeof(Head)
+    void* const whole = size <= PTRDIFF_MAX - sizeof(Head)
                             ? std::malloc(sizeof(Head) + size)
                             : nullptr;
     if (whole == nullptr) {
