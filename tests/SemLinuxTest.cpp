@@ -3,8 +3,9 @@
 //
 // Threads sleep in futex calls, which the library makes through syscall. While
 // a Futexes lives, the stand-in below counts them, and may answer in the
-// kernel's place. The last part runs calls an instruction at a time, to let
-// another thread in between any two of them.
+// kernel's place; another has the clock say what a test wants. The last part
+// runs calls an instruction at a time, to let another thread in between any two
+// of them.
 
 #include <dlfcn.h>
 #include <gtest/gtest.h>
@@ -92,7 +93,25 @@ private:
     const Answer answer;
 };
 
+// What the clock of this thread says; null for the time.
+thread_local const timespec* clockSays = nullptr;
+
 }  // namespace
+
+extern "C" int clock_gettime(clockid_t clock, timespec* out) noexcept {
+    using Function = int(clockid_t, timespec*);
+    static std::atomic<Function*> found = nullptr;
+    if (clockSays != nullptr) {
+        *out = *clockSays;
+        return 0;
+    }
+    Function* next = found;
+    if (next == nullptr) {
+        next = NovuTest::NextSymbol<Function>("clock_gettime");
+        found = next;
+    }
+    return next(clock, out);
+}
 
 extern "C" long syscall(long number, ...) noexcept {
     // No static local: its guard may itself call syscall.
@@ -518,6 +537,39 @@ TEST(SemLinuxTest, ASleepEndsWhenTheLimitIsOver) {
             EXPECT_GE(times[2] + length, Nanoseconds(untils[2]));
             EXPECT_EQ(Nanoseconds(untils[2]), Nanoseconds(untils[3]));
         }
+    }
+}
+
+TEST(SemLinuxTest, ASleepEndsAtATimeThatTheKernelTakes) {
+    const struct {
+        int line;
+        timespec now;
+        unsigned int limit;
+        timespec until;
+    } rows[] = {
+        {__LINE__, {7, 998999999}, 1, {7, 999999999}},
+        {__LINE__, {7, 999000000}, 1, {8, 0}},
+        {__LINE__, {7, 999000001}, 1, {8, 1}},
+        {__LINE__, {7, 999999999}, 1, {8, 999999}},
+        {__LINE__, {7, 999999999}, 1999, {9, 998999999}},
+        {__LINE__, {7, 0}, 1000, {8, 0}},
+        {__LINE__, {7, 1000000}, 999, {8, 0}},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE("row at line " + std::to_string(row.line));
+        timespec until{-1, -1};
+        Futexes calls([&](const timespec* asked) {
+            until = *asked;
+            return ETIMEDOUT;
+        });
+        PlainSemaphore semaphore;
+        clockSays = &row.now;
+        const int result = semaphore.Wait(row.limit);
+        clockSays = nullptr;
+        EXPECT_EQ(0, result);
+        EXPECT_EQ(1, calls.sleeps);
+        EXPECT_EQ(row.until.tv_sec, until.tv_sec);
+        EXPECT_EQ(row.until.tv_nsec, until.tv_nsec);
     }
 }
 

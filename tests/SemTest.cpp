@@ -510,6 +510,10 @@ TEST_F(NovuSemaphoreTest, WhatCouldNotBeCreatedStaysAttached) {
         EXPECT_EQ(0, semaphore.Wait(kLongLimit));
         EXPECT_EQ(4711, CountOf(semaphore));
         semaphore.Post();
+        if (row.name == nullptr) {  // There is nothing to destroy.
+            const void* const object = ImplementationOf(semaphore);
+            EXPECT_EQ(0, SlotOf<Operation>(object, kDestroy)(object));
+        }
         EXPECT_EQ(1, semaphore.Destroy());
         EXPECT_EQ(0, semaphore.IsCreated());
         EXPECT_EQ(1, semaphore.Create(State(1), nullptr, 0));
