@@ -13,8 +13,8 @@ that a run which was stopped goes on where it was; --retry runs survivors again.
 --sample takes N mutants over all files, by their lines; the same --seed gives
 the same. Survivors that tests/equivalent-mutants.txt explains are listed apart.
 
-Mutants can do harm: they run in namespaces of their own for processes and
-System V objects, with limits for time, memory and the size of a file, and make
+Mutants can do harm: they run in namespaces of their own for processes, System V
+objects and (as root) named semaphores, with limits for time, memory and the size of a file, and make
 temporary files in a folder that is emptied. Needs unshare to be allowed.
 """
 
@@ -426,6 +426,8 @@ def built_here():
 # Runs
 
 APART = ["unshare", "--pid", "--fork", "--kill-child", "--mount-proc", "--ipc"]
+# Named semaphores are files in there.
+IN_PLACE = 'mount -t tmpfs tmpfs /dev/shm 2>/dev/null; "$@"; exit $?'
 if os.geteuid() != 0:
     APART[1:1] = ["--user", "--map-current-user"]
 
@@ -467,7 +469,7 @@ def run_program(program, cpu, wall):
     output = HOME / "output"
     with open(output, "wb") as out:
         child = subprocess.Popen(
-            [*APART, "sh", "-c", '"$@"; exit $?', "sh",
+            [*APART, "sh", "-c", IN_PLACE, "sh",
              str(BUILD / "tests" / program), "--gtest_fail_fast"],
             stdout=out, stderr=subprocess.STDOUT, stdin=subprocess.DEVNULL,
             cwd=SCRATCH, env={**os.environ, "TMPDIR": str(SCRATCH)},
