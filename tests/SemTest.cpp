@@ -512,7 +512,7 @@ TEST_F(NovuSemaphoreTest, WhatCouldNotBeCreatedStaysAttached) {
         semaphore.Post();
         if (row.name == nullptr) {  // There is nothing to destroy.
             const void* const object = ImplementationOf(semaphore);
-            EXPECT_EQ(0, SlotOf<Operation>(object, kDestroy)(object));
+            EXPECT_EQ(0, Slot<Operation>(object, kDestroy)(object));
         }
         EXPECT_EQ(1, semaphore.Destroy());
         EXPECT_EQ(0, semaphore.IsCreated());
