@@ -2421,6 +2421,19 @@ TEST_F(XmlReaderTest, ElementsNestTo256) {
 }
 
 // [xml-20]
+TEST_F(XmlReaderTest, EntitiesOfADtdAreReferredToTenThousandTimes) {
+    for (const auto& [references, answer] :
+         {std::pair{9'900, 1}, std::pair{10'100, 0}}) {
+        std::string dtd = "<!DOCTYPE a [<!ENTITY % p ''>";
+        for (int n = 0; n < references; ++n) {
+            dtd += "%p;";
+        }
+        XmlReader reader;
+        EXPECT_EQ(answer, Load(reader, Declared(dtd + "]><a/>"))) << references;
+    }
+}
+
+// [xml-20]
 TEST_F(XmlReaderTest, NamesAndTextsHaveALimit) {
     const std::string name(49000, 'n');
     const std::string longName(51000, 'n');
