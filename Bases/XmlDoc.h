@@ -3,7 +3,9 @@
 // Shape    Names and texts are narrow text in the character set of the C
 //          locale (that of the environment, once BasesInit has run).
 // Errors   Results only: 1 for done, 0 for failure, null for "there is none".
-//          libxml2 keeps its own habit of reporting on standard error.
+//          libxml2 keeps its own habit of reporting on standard error. Its
+//          last error (xmlGetLastError) of the thread is looked at, and cleared
+//          where it tells that memory ran out.
 // Threads  One thread at a time for each object.
 //
 // By design [xml-1]: libxml2 works in UTF-8 inside, and the conversions here go

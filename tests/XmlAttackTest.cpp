@@ -29,6 +29,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <functional>
+#include <ostream>
 #include <set>
 #include <string>
 #include <vector>
@@ -43,7 +44,7 @@ using Novu::XmlReader;
 using NovuTest::TempDir;
 using Names = std::set<std::string>;
 
-const unsigned int kSeconds = 10;   // Of the processor.
+const unsigned int kSeconds = 30;   // Of the processor.
 const unsigned int kDeadline = 50;  // Of the clock: others may be at work, too.
 
 // What libxml2 may take for a document of that size.
@@ -686,14 +687,26 @@ const struct HugeCase {
      0, 0},
 };
 
+std::ostream& operator<<(std::ostream& out, const HugeCase& row) {
+    return out << "row at line " << row.line;
+}
+
+// A test for each row: some take seconds on a busy machine.
+class HugeTextTest : public testing::TestWithParam<HugeCase> {};
+
 // [xml-20]
-TEST(XmlAttackTest, HugeNamesAndTextsAreRefused) {
+TEST_P(HugeTextTest, IsRefused) {
+    const HugeCase& row = GetParam();
+    ExpectLoads(kDeclaration + row.body(std::string(kHuge, 'n')),
+                row.fromMemory, row.fromFile, nullptr);
+}
+
+INSTANTIATE_TEST_SUITE_P(XmlAttackTest, HugeTextTest,
+                         testing::ValuesIn(kHugeCases));
+
+// [xml-20]
+TEST(XmlAttackTest, HugeNamesInTheDeclarationAreRefused) {
     const std::string much(kHuge, 'n');
-    for (const HugeCase& row : kHugeCases) {
-        SCOPED_TRACE(testing::Message() << "row at line " << row.line);
-        ExpectLoads(kDeclaration + row.body(much), row.fromMemory, row.fromFile,
-                    nullptr);
-    }
     ExpectLoads("<?xml version='1.0' encoding='" + much + "'?><a/>", 0, 0,
                 nullptr);
     ExpectLoads("<?xml version='" + much + "' encoding='UTF-8'?><a/>", 0, 0,

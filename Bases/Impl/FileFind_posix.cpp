@@ -101,9 +101,11 @@ bool FileFind::FindFirst(const std::string& directory,
     }
 
     // cppcheck-suppress readdirCalled ; nobody else has the stream
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): nobody else has it.
     dirent* entry = ::readdir(stream.get());
     while (entry != nullptr && IsSelfOrParent(entry->d_name)) {
         // cppcheck-suppress readdirCalled ; nobody else has the stream
+        // NOLINTNEXTLINE(concurrency-mt-unsafe): nobody else has it.
         entry = ::readdir(stream.get());
     }
     current->entry = entry;
@@ -121,6 +123,7 @@ bool FileFind::FindNext() {
         return false;
     }
     // cppcheck-suppress readdirCalled ; nobody else has the stream
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): nobody else has it.
     dirent* const entry = ::readdir(static_cast<DIR*>(dir));
     if (entry == nullptr) {
         return false;

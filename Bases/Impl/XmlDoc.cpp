@@ -60,16 +60,21 @@ Converter OpenConverter(const char* to, const char* from) {
 // "char" is the character set of the C locale. glibc's iconv does not know the
 // name; that of the character set, as it is at the moment, takes its place.
 
+const char* CharacterSet() {
+    // The locale is not changed meanwhile, and neither is the name then.
+    return ::nl_langinfo(CODESET);  // NOLINT(concurrency-mt-unsafe)
+}
+
 Converter OpenFromChar(const char* to) {
     Converter converter = OpenConverter(to, "char");
     return converter != nullptr ? std::move(converter)
-                                : OpenConverter(to, ::nl_langinfo(CODESET));
+                                : OpenConverter(to, CharacterSet());
 }
 
 Converter OpenToChar(const char* from) {
     Converter converter = OpenConverter("char", from);
     return converter != nullptr ? std::move(converter)
-                                : OpenConverter(::nl_langinfo(CODESET), from);
+                                : OpenConverter(CharacterSet(), from);
 }
 
 void ResetShiftState(iconv_t converter) {
@@ -506,8 +511,8 @@ xmlNode* ElementFrom(xmlNode* node) {
 }
 
 // A parser for documents from outside. It has no options, also where the host
-// gave libxml2 defaults that would make documents open files and connections:
-// what is then told with the document does not take them back.
+// gave libxml2 defaults by which documents open files and connections: what is
+// told with the document would not take them back.
 //
 // And it keeps parameter entities within bounds. libxml2 before 2.11 finds that
 // they have none, and then expands them on, or for ever; so it is stopped

@@ -78,7 +78,7 @@ std::string MakeFolders(const std::string& root, const std::string& path) {
         const FileType type = TypeAt(folder);
         if (type == FileType::not_found) {
             if (!FileSys::CreateDir(folder)) {
-                return std::strerror(errno);
+                return std::generic_category().message(errno);
             }
         } else if (type != FileType::directory) {
             // A link as well: it may lead out of the target.
@@ -94,7 +94,7 @@ std::string CopyAndCompare(const std::string& from, const std::string& to) {
         RegularFile original(from);
         errno = EEXIST;  // What CopyFile does not set when it finds one there.
         if (!FileSys::CopyFile(original.Name(), to)) {
-            return std::strerror(errno);
+            return std::generic_category().message(errno);
         }
         Novu::FileIo copy;
         if (copy.Open(to, /*access=*/0x80000000, /*share=*/0, /*creation=*/4) &&

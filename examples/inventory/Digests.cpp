@@ -8,7 +8,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <cstring>
+#include <system_error>
 #include <utility>
 
 #include "Failure.h"
@@ -41,7 +41,7 @@ std::string DigestOf(const std::string& path, const Entry& listed,
             std::min<unsigned long long>(left, piece.size()));
         if (ReadBlock(file.Io(), piece.data(), count) != count) {
             if (errno != 0) {
-                throw Failure(std::strerror(errno));
+                throw Failure(std::generic_category().message(errno));
             }
             break;
         }

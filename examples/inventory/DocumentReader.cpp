@@ -4,18 +4,17 @@
 
 #include <Bases/Guid.h>
 #include <Bases/XmlDoc.h>
-#include <langinfo.h>
 #include <strings.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <cstdio>
-#include <cstring>
 #include <memory>
 #include <optional>
 #include <set>
 #include <stdexcept>
+#include <system_error>
 #include <utility>
 
 #include "Attributes.h"
@@ -33,7 +32,7 @@ std::string ReadFile(const std::string& path) {
     const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(
         std::fopen(path.c_str(), "rb"), std::fclose);
     if (file == nullptr) {
-        throw Failure(std::strerror(errno));
+        throw Failure(std::generic_category().message(errno));
     }
     std::string bytes;
     char block[65536];
@@ -45,7 +44,7 @@ std::string ReadFile(const std::string& path) {
         }
     }
     if (std::ferror(file.get()) != 0) {
-        throw Failure(std::strerror(errno));
+        throw Failure(std::generic_category().message(errno));
     }
     return bytes;
 }
@@ -137,7 +136,7 @@ Attributes Parser::ReadAttributes(Novu::XmlReader::Element* element) {
         if (reader.GetAttribute(attribute, name, value) == 0) {
             throw Failure("the attribute " + Printable(name) +
                           " has no form in this locale's character set, " +
-                          ::nl_langinfo(CODESET));
+                          CharacterSet());
         }
         if (!attributes.emplace(name, value).second) {
             throw Failure("the attribute " + Printable(name) +
@@ -230,10 +229,10 @@ std::string Parser::TakeName(Attributes& attributes,
         throw Failure("the " + attribute + " '" + Printable(name) +
                       "' is not ASCII, which needs a document in UTF-8");
     }
-    if (!IsAscii(name) && charset != ::nl_langinfo(CODESET)) {
+    if (!IsAscii(name) && charset != CharacterSet()) {
         throw Failure("the " + attribute + " '" + Printable(name) +
                       "' was in the character set " + Printable(charset) +
-                      "; this locale's is " + ::nl_langinfo(CODESET));
+                      "; this locale's is " + CharacterSet());
     }
     return name;
 }

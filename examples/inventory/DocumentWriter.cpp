@@ -3,7 +3,6 @@
 #include "DocumentWriter.h"
 
 #include <Bases/Guid.h>
-#include <langinfo.h>
 #include <stdlib.h>
 #include <strings.h>
 #include <sys/stat.h>
@@ -12,7 +11,7 @@
 #include <cerrno>
 #include <climits>
 #include <cstdio>
-#include <cstring>
+#include <system_error>
 
 #include "Failure.h"
 #include "Interrupt.h"
@@ -66,7 +65,7 @@ public:
           descriptor(::mkstemp(name.data())) {
         if (descriptor == -1) {
             throw Failure(Printable(path) + ": no file can be made there: " +
-                          std::strerror(errno));
+                          std::generic_category().message(errno));
         }
     }
     TemporaryFile(const TemporaryFile&) = delete;
@@ -116,8 +115,7 @@ DocumentWriter::DocumentWriter(const std::string& encoding)
     }
     Require(writer.BeginElement("inventory"));
     Require(writer.WriteAttribute("version", 1));
-    Require(
-        writer.WriteAttribute("charset", std::string(::nl_langinfo(CODESET))));
+    Require(writer.WriteAttribute("charset", CharacterSet()));
     WriteIdentifier();
     Require(writer.WriteEntity("\n"));
 }
@@ -163,7 +161,8 @@ unsigned long DocumentWriter::Save(const std::string& path) {
     struct stat info;
     if (writer.Save(file.Name()) == 0 ||
         ::fstat(file.Descriptor(), &info) != 0) {
-        throw Failure(Printable(path) + ": " + std::strerror(errno));
+        throw Failure(Printable(path) + ": " +
+                      std::generic_category().message(errno));
     }
     // Save does not tell of a disk that is full.
     if (static_cast<unsigned long>(info.st_size) != size) {
@@ -173,11 +172,13 @@ unsigned long DocumentWriter::Save(const std::string& path) {
     }
     if (::fsync(file.Descriptor()) != 0 ||
         ::fchmod(file.Descriptor(), ModeOf(path)) != 0) {
-        throw Failure(Printable(path) + ": " + std::strerror(errno));
+        throw Failure(Printable(path) + ": " +
+                      std::generic_category().message(errno));
     }
     StopIfInterrupted();
     if (!file.RenameTo(path)) {
-        throw Failure(Printable(path) + ": " + std::strerror(errno));
+        throw Failure(Printable(path) + ": " +
+                      std::generic_category().message(errno));
     }
     return size;
 }

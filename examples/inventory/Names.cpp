@@ -4,6 +4,7 @@
 
 #include <Bases/String.h>
 #include <Bases/XmlDoc.h>
+#include <langinfo.h>
 
 #include <algorithm>
 #include <stdexcept>
@@ -39,6 +40,11 @@ int DigitValue(char c) {
 }
 
 }  // namespace
+
+std::string CharacterSet() {
+    // The locale stays as it is from the start of the program on.
+    return ::nl_langinfo(CODESET);  // NOLINT(concurrency-mt-unsafe)
+}
 
 bool IsAscii(const std::string& name) {
     return std::all_of(name.begin(), name.end(), IsPrintableAscii);

@@ -13,6 +13,9 @@
 
 namespace Inventory {
 
+/// The name of the C locale's character set.
+std::string CharacterSet();
+
 /// True for printable ASCII, the blank included.
 bool IsAscii(const std::string& name);
 

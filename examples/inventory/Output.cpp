@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
-#include <cstring>
+#include <system_error>
 
 #include "Failure.h"
 
@@ -16,7 +16,8 @@ void Print(const std::string& text) {
         std::fwrite(text.data(), 1, text.size(), stdout);
     // What is still in the stream's buffer can fail, too.
     if (written != text.size() || std::fflush(stdout) != 0) {
-        throw Failure(std::string("standard output: ") + std::strerror(errno));
+        throw Failure(std::string("standard output: ") +
+                      std::generic_category().message(errno));
     }
 }
 

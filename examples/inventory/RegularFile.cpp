@@ -7,7 +7,7 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstring>
+#include <system_error>
 
 #include "Failure.h"
 #include "Walk.h"
@@ -18,7 +18,7 @@ namespace {
 
 void RequireFile(int result, const struct stat& info) {
     if (result != 0) {
-        throw Failure(std::strerror(errno));
+        throw Failure(std::generic_category().message(errno));
     }
     if (!S_ISREG(info.st_mode)) {
         throw Failure("no longer a file");
@@ -33,7 +33,7 @@ int OpenWithoutWaiting(const std::string& path) {
     const int opened = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY |
                                                 O_NOFOLLOW | O_CLOEXEC);
     if (opened == -1) {
-        throw Failure(std::strerror(errno));
+        throw Failure(std::generic_category().message(errno));
     }
     return opened;
 }
@@ -47,7 +47,7 @@ RegularFile::RegularFile(const std::string& path)
     struct stat info;
     RequireFile(::fstat(descriptor, &info), info);
     if (!io.Open(Name(), /*access=*/0x80000000, /*share=*/0, /*creation=*/4)) {
-        throw Failure(Name() + ": " + std::strerror(errno));
+        throw Failure(Name() + ": " + std::generic_category().message(errno));
     }
 }
 

@@ -7,7 +7,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
 #include <filesystem>
 #include <system_error>
 #include <utility>
@@ -77,7 +76,7 @@ Entry Describe(const std::string& folder, const std::string& name,
     // FileFind follows links, so whether this is one must be asked here.
     struct stat own;
     if (::lstat(path.c_str(), &own) != 0) {
-        entry.problem = std::strerror(errno);
+        entry.problem = std::generic_category().message(errno);
     } else if (S_ISLNK(own.st_mode)) {
         std::error_code error;
         entry.target = std::filesystem::read_symlink(path, error).native();
@@ -134,7 +133,7 @@ bool List(const std::string& folder, std::vector<Entry>& entries,
     }
     // FileFind leaves errno as the system set it: 0 at a true end.
     const int error = errno;
-    problem = error != 0 ? std::strerror(error) : "";
+    problem = error != 0 ? std::generic_category().message(error) : "";
     return error == 0;
 }
 

@@ -14,8 +14,8 @@ that a run which was stopped goes on where it was; --retry runs survivors again.
 the same. Survivors that tests/equivalent-mutants.txt explains are listed apart.
 
 Mutants can do harm: they run in namespaces of their own for processes, System V
-objects and (as root) named semaphores, with limits for time, memory and the size of a file, and make
-temporary files in a folder that is emptied. Needs unshare to be allowed.
+objects and (as root) named semaphores, with limits for time and memory, and
+make temporary files in a folder that is emptied. Needs unshare to be allowed.
 """
 
 import argparse
