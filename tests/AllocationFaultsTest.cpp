@@ -103,6 +103,8 @@ struct Operation {
     void (*run)(Subject& subject);
     std::string shown;     // What the subject shows when it is done.
     std::size_t left = 0;  // Blocks that another thread releases.
+    // Compilers may do without what is released again right away.
+    bool alwaysAllocates = true;
 };
 
 // Runs the operation; whether memory ran out.
@@ -155,7 +157,9 @@ void Walk(const Operation<Subject> (&operations)[count]) {
                 return;
             }
         }
-        EXPECT_LT(2U, n) << operation.name << " allocates nothing";
+        if (operation.alwaysAllocates) {
+            EXPECT_LT(2U, n) << operation.name << " allocates nothing";
+        }
         points += static_cast<int>(n) - 2;
     }
     testing::Test::RecordProperty("points", points);
@@ -706,7 +710,7 @@ struct Guids {
 const Operation<Guids> kGuids[] = {
     {__LINE__, "Guid::Generate()",
      [](Guids& g) { g.out.answer = g.guid.Generate() ? 1 : 0; },
-     "junk junk 1 changed"},
+     "junk junk 1 changed", 0, /*alwaysAllocates=*/false},
     {__LINE__, "Guid::ToString(std::string&, int) const",
      [](Guids& g) { g.out.answer = g.guid.ToString(g.out.text, 0) ? 1 : 0; },
      "0112233-4455-6677-8899-aabbccddeef junk 1"},

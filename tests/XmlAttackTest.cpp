@@ -28,6 +28,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
 #include <functional>
 #include <ostream>
 #include <set>
@@ -854,9 +855,7 @@ int LoadChanged(XmlReader& reader, const std::string& path,
         const std::string document = change(at);
         loaded += LoadBytes(reader, document);
         reader.Close();
-        std::FILE* const file = std::fopen(path.c_str(), "wb");
-        std::fwrite(document.data(), 1, document.size(), file);
-        std::fclose(file);
+        std::ofstream(path, std::ios::binary) << document;
         loaded += reader.Load(path);
         reader.Close();
     }
