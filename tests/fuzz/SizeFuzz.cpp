@@ -58,7 +58,8 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     // InsertSeperator, whose output may overlap the text.
     Room block(text.size() + 1 + room, '\xA5');
     const std::size_t outAt = distance % (text.size() + 2);
-    std::copy_n(text.c_str(), text.size() + 1, block.begin());
+    std::copy(text.begin(), text.end(), block.begin());
+    block[text.size()] = '\0';
     Room expected = block;
     Put(expected, outAt, room, Separated(text));
     Novu::InsertSeperator(block.data(), block.data() + outAt, room);
