@@ -24,7 +24,7 @@ bool ProgramDirectory(char* buf, unsigned long size) {
             static_cast<CFIndex>(std::min<unsigned long>(size, LONG_MAX))) != 0;
     if (!written) {
         // The URL is left alone, which costs one object.
-        // NOLINTNEXTLINE(clang-analyzer-osx.cocoa.RetainCount)
+        // NOLINTNEXTLINE(clang-analyzer-osx.cocoa.RetainCount): as meant.
         return false;
     }
     ::CFRelease(url);

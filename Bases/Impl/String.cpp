@@ -91,8 +91,7 @@ std::wstring utf8_to_wcs(const std::string& text) {
 }
 
 std::string wcs_to_utf8(const std::wstring& text) {
-    // It writes nothing, and so has no state to share.
-    // NOLINTNEXTLINE(concurrency-mt-unsafe)
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): without room, there is no state.
     const std::size_t count = std::wcstombs(nullptr, text.c_str(), 0);
     CheckMeasured(count, "Invalid wide string sequence.");
 
@@ -102,7 +101,7 @@ std::string wcs_to_utf8(const std::wstring& text) {
     // NOLINTNEXTLINE(clang-analyzer-deadcode.DeadStores): it is abandoned.
     char* volatile room = new char[1]();
     room = nullptr;  // cppcheck-suppress memleak ; it is abandoned
-    // NOLINTNEXTLINE(concurrency-mt-unsafe)
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): as above.
     CheckCounted(std::wcstombs(room, text.c_str(), count), count);
 
     // What constructing the result from a null pointer ends in; not every

@@ -61,8 +61,8 @@ Converter OpenConverter(const char* to, const char* from) {
 // name; that of the character set, as it is at the moment, takes its place.
 
 const char* CharacterSet() {
-    // The locale is not changed meanwhile, and neither is the name then.
-    return ::nl_langinfo(CODESET);  // NOLINT(concurrency-mt-unsafe)
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): BasesInit alone sets the locale.
+    return ::nl_langinfo(CODESET);
 }
 
 Converter OpenFromChar(const char* to) {

@@ -42,8 +42,8 @@ int DigitValue(char c) {
 }  // namespace
 
 std::string CharacterSet() {
-    // The locale stays as it is from the start of the program on.
-    return ::nl_langinfo(CODESET);  // NOLINT(concurrency-mt-unsafe)
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): main alone sets the locale.
+    return ::nl_langinfo(CODESET);
 }
 
 bool IsAscii(const std::string& name) {
