@@ -13,9 +13,9 @@
 #include <cstdint>
 #include <cstring>
 #include <iterator>
-#include <utility>
 
 #include "Bases/Impl/CryptoFactory.h"
+#include "Bases/Impl/Md5Blocks.h"
 #include "Bases/Impl/NewBytes.h"
 
 namespace Novu {
@@ -23,11 +23,9 @@ namespace Novu {
 namespace {
 
 using Word = std::uint32_t;
-using State = Word[4];   // A, B, C, D
-using Block = Word[16];  // 64 bytes of the message, lowest byte first
+using State = Word[4];  // A, B, C, D
 
 const std::size_t kMd5BlockSize = 64;
-const std::size_t kSteps = 64;
 
 // The context. It is reached by its bytes alone, since it can lie anywhere.
 const std::size_t kStateAt = 0;
@@ -37,70 +35,6 @@ const std::size_t kBufferAt = 24;
 
 // Where the number of bits stands in the last block of a message.
 const std::size_t kLengthAt = 56;
-
-// T of RFC 1321: the first 32 bits of the fraction of |sin(i + 1)|.
-constexpr Word kSines[kSteps] = {
-    0xD76AA478, 0xE8C7B756, 0x242070DB, 0xC1BDCEEE, 0xF57C0FAF, 0x4787C62A,
-    0xA8304613, 0xFD469501, 0x698098D8, 0x8B44F7AF, 0xFFFF5BB1, 0x895CD7BE,
-    0x6B901122, 0xFD987193, 0xA679438E, 0x49B40821, 0xF61E2562, 0xC040B340,
-    0x265E5A51, 0xE9B6C7AA, 0xD62F105D, 0x02441453, 0xD8A1E681, 0xE7D3FBC8,
-    0x21E1CDE6, 0xC33707D6, 0xF4D50D87, 0x455A14ED, 0xA9E3E905, 0xFCEFA3F8,
-    0x676F02D9, 0x8D2A4C8A, 0xFFFA3942, 0x8771F681, 0x6D9D6122, 0xFDE5380C,
-    0xA4BEEA44, 0x4BDECFA9, 0xF6BB4B60, 0xBEBFBC70, 0x289B7EC6, 0xEAA127FA,
-    0xD4EF3085, 0x04881D05, 0xD9D4D039, 0xE6DB99E5, 0x1FA27CF8, 0xC4AC5665,
-    0xF4292244, 0x432AFF97, 0xAB9423A7, 0xFC93A039, 0x655B59C3, 0x8F0CCC92,
-    0xFFEFF47D, 0x85845DD1, 0x6FA87E4F, 0xFE2CE6E0, 0xA3014314, 0x4E0811A1,
-    0xF7537E82, 0xBD3AF235, 0x2AD7D2BB, 0xEB86D391,
-};
-
-// How far each step shifts: four values for each round, in turn.
-constexpr int kShifts[4][4] = {
-    {7, 12, 17, 22}, {5, 9, 14, 20}, {4, 11, 16, 23}, {6, 10, 15, 21}};
-
-// Which word of the block each step adds: the step's number times the first
-// value, plus the second, for each round.
-constexpr std::size_t kWords[4][2] = {{1, 0}, {5, 1}, {3, 5}, {7, 0}};
-
-// The functions F, G, H and I, one for each round. F and G choose between two
-// words, bit by bit.
-template <std::size_t round>
-Word Mix(Word x, Word y, Word z) {
-    if constexpr (round == 0) {
-        return (x & y) | (~x & z);
-    } else if constexpr (round == 1) {
-        return (x & z) | (y & ~z);
-    } else if constexpr (round == 2) {
-        return x ^ y ^ z;
-    } else {
-        return y ^ (x | ~z);
-    }
-}
-
-// One of the 64 steps. The four words change places by turns: the first one of
-// each step is the last one of the next.
-template <std::size_t step>
-void Step(State& words, const Block& block) {
-    const std::size_t round = step / 16;
-    const std::size_t added = (step * kWords[round][0] + kWords[round][1]) % 16;
-    Word& a = words[(64 - step) % 4];
-    const Word b = words[(65 - step) % 4];
-    const Word c = words[(66 - step) % 4];
-    const Word d = words[(67 - step) % 4];
-    a += Mix<round>(b, c, d) + block[added] + kSines[step];
-    a = b + std::rotl(a, kShifts[round][step % 4]);
-}
-
-// Works one block into the state, without a loop or a branch.
-void MD5Transform(State& state, const Block& block) {
-    State words = {state[0], state[1], state[2], state[3]};
-    [&]<std::size_t... step>(std::index_sequence<step...> /*steps*/) {
-        (Step<step>(words, block), ...);
-    }
-    (std::make_index_sequence<kSteps>());
-    for (std::size_t word = 0; word != std::size(words); ++word) {
-        state[word] += words[word];
-    }
-}
 
 // MD5 has its words with the lowest byte first, in a message as in a digest.
 Word LittleEndian(Word word) {
@@ -122,13 +56,7 @@ void StoreWord(char* bytes, Word word) {
 void TransformBlocks(char* context, const char* data, unsigned long blocks) {
     State state;
     std::memcpy(state, context + kStateAt, sizeof state);
-    for (; blocks != 0; --blocks, data += kMd5BlockSize) {
-        Block block;
-        std::memcpy(block, data, sizeof block);
-        std::transform(std::begin(block), std::end(block), std::begin(block),
-                       LittleEndian);
-        MD5Transform(state, block);
-    }
+    Md5TransformBlocks(state, data, blocks);
     std::memcpy(context + kStateAt, state, sizeof state);
 }
 

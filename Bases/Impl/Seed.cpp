@@ -9,10 +9,12 @@
 
 #include "Bases/Seed.h"
 
+#include <atomic>
 #include <cstddef>
 #include <cstring>
 #include <utility>
 
+#include "Bases/Impl/CpuFeatures.h"
 #include "Bases/Impl/SeedBlocks.h"
 #include "Bases/Impl/SeedTables.h"
 
@@ -66,42 +68,67 @@ template <SeedDirection direction, std::size_t round>
 constexpr std::size_t kPair =
     direction == SeedDirection::kEncrypt ? round : kRounds - 1 - round;
 
-template <SeedDirection direction, std::size_t round>
-[[gnu::always_inline]] inline void RoundOf(Half& left, Half& right,
+// Some blocks at once: what one of them waits for, the others fill.
+template <std::size_t blocks>
+struct State {
+    Half left[blocks];
+    Half right[blocks];
+};
+
+template <SeedDirection direction, std::size_t round, std::size_t blocks>
+[[gnu::always_inline]] inline void RoundOf(State<blocks>& state,
                                            const Word* roundKeys) {
     const std::size_t key = 2 * kPair<direction, round>;
     const Word key0 = LoadWord(roundKeys, key);
     const Word key1 = LoadWord(roundKeys, key + 1);
-    if constexpr (round % 2 == 0) {
-        Round(left, right, key0, key1);
-    } else {
-        Round(right, left, key0, key1);
+    for (std::size_t block = 0; block != blocks; ++block) {
+        Half& left = state.left[block];
+        Half& right = state.right[block];
+        if constexpr (round % 2 == 0) {
+            Round(left, right, key0, key1);
+        } else {
+            Round(right, left, key0, key1);
+        }
     }
 }
 
-template <SeedDirection direction>
+const std::size_t kBlockSize = 16;
+
+template <SeedDirection direction, std::size_t blocks>
 void Transform(const unsigned char* in, unsigned char* out,
                const Word* roundKeys) {
-    Half left{LoadWord(in, 0), LoadWord(in, 1)};
-    Half right{LoadWord(in, 2), LoadWord(in, 3)};
+    State<blocks> state;
+    for (std::size_t block = 0; block != blocks; ++block) {
+        const unsigned char* const words = in + block * kBlockSize;
+        state.left[block] = {LoadWord(words, 0), LoadWord(words, 1)};
+        state.right[block] = {LoadWord(words, 2), LoadWord(words, 3)};
+    }
     [&]<std::size_t... round>(std::index_sequence<round...> /*rounds*/) {
-        (RoundOf<direction, round>(left, right, roundKeys), ...);
+        (RoundOf<direction, round>(state, roundKeys), ...);
     }
     (std::make_index_sequence<kRounds>());
-    StoreWord(out, 0, right.word0);
-    StoreWord(out, 1, right.word1);
-    StoreWord(out, 2, left.word0);
-    StoreWord(out, 3, left.word1);
+    for (std::size_t block = 0; block != blocks; ++block) {
+        unsigned char* const words = out + block * kBlockSize;
+        StoreWord(words, 0, state.right[block].word0);
+        StoreWord(words, 1, state.right[block].word1);
+        StoreWord(words, 2, state.left[block].word0);
+        StoreWord(words, 3, state.left[block].word1);
+    }
 }
 
 template <SeedDirection direction>
 void TransformBlocks(const unsigned char* in, unsigned char* out,
                      unsigned long count, const Word* roundKeys) {
-    const std::size_t blockSize = 16;
-    for (unsigned long block = 0; block != count; ++block) {
-        Transform<direction>(in, out, roundKeys);
-        in += blockSize;
-        out += blockSize;
+    const std::size_t together = 4;
+    for (; count >= together; count -= together) {
+        Transform<direction, together>(in, out, roundKeys);
+        in += together * kBlockSize;
+        out += together * kBlockSize;
+    }
+    for (; count != 0; --count) {
+        Transform<direction, 1>(in, out, roundKeys);
+        in += kBlockSize;
+        out += kBlockSize;
     }
 }
 
@@ -132,9 +159,9 @@ void WritePair(TurningKey& key, Word* roundKeys) {
 
 }  // namespace
 
-void SeedTransformBlocks(SeedDirection direction, const unsigned char* in,
-                         unsigned char* out, unsigned long count,
-                         const std::uint32_t* roundKeys) {
+void SeedTransformBlocksPlain(SeedDirection direction, const unsigned char* in,
+                              unsigned char* out, unsigned long count,
+                              const std::uint32_t* roundKeys) {
     if (direction == SeedDirection::kEncrypt) {
         TransformBlocks<SeedDirection::kEncrypt>(in, out, count, roundKeys);
     } else {
@@ -142,26 +169,54 @@ void SeedTransformBlocks(SeedDirection direction, const unsigned char* in,
     }
 }
 
+void SeedScheduleKeysPlain(std::uint32_t* roundKeys,
+                           const unsigned char* userKey) {
+    TurningKey key{LoadWord(userKey, 0), LoadWord(userKey, 1),
+                   LoadWord(userKey, 2), LoadWord(userKey, 3)};
+    [&]<std::size_t... pair>(std::index_sequence<pair...> /*pairs*/) {
+        (WritePair<pair>(key, roundKeys), ...);
+    }
+    (std::make_index_sequence<kRounds>());
+}
+
+// The choice
+
+namespace {
+
+const SeedPath& Best() {
+    static constinit std::atomic<const SeedPath*> best = nullptr;
+    return BestPath(SeedPaths(), best);
+}
+
+}  // namespace
+
+void SeedTransformBlocks(SeedDirection direction, const unsigned char* in,
+                         unsigned char* out, unsigned long count,
+                         const std::uint32_t* roundKeys) {
+    const SeedPath& path = Best();
+    SeedTransform& transform =
+        count >= path.fewest ? *path.transform : SeedTransformBlocksPlain;
+    transform(direction, in, out, count, roundKeys);
+}
+
+void SeedScheduleKeys(std::uint32_t* roundKeys, const unsigned char* userKey) {
+    Best().schedule(roundKeys, userKey);
+}
+
 }  // namespace Novu
 
 // The plain names
 
 void SeedRoundKey(std::uint32_t* roundKeys, const unsigned char* userKey) {
-    Novu::TurningKey key{Novu::LoadWord(userKey, 0), Novu::LoadWord(userKey, 1),
-                         Novu::LoadWord(userKey, 2),
-                         Novu::LoadWord(userKey, 3)};
-    [&]<std::size_t... pair>(std::index_sequence<pair...> /*pairs*/) {
-        (Novu::WritePair<pair>(key, roundKeys), ...);
-    }
-    (std::make_index_sequence<Novu::kRounds>());
+    Novu::SeedScheduleKeys(roundKeys, userKey);
 }
 
 void SeedEncrypt(unsigned char* block, const std::uint32_t* roundKeys) {
-    Novu::Transform<Novu::SeedDirection::kEncrypt>(block, block, roundKeys);
+    Novu::Transform<Novu::SeedDirection::kEncrypt, 1>(block, block, roundKeys);
 }
 
 void SeedDecrypt(unsigned char* block, const std::uint32_t* roundKeys) {
-    Novu::Transform<Novu::SeedDirection::kDecrypt>(block, block, roundKeys);
+    Novu::Transform<Novu::SeedDirection::kDecrypt, 1>(block, block, roundKeys);
 }
 
 void NovuSeedRoundKey(std::uint32_t* roundKeys, const unsigned char* userKey) {
