@@ -2,12 +2,15 @@
 
 #include "Bases/Base64.h"
 
-#include <array>
+#include <atomic>
 #include <climits>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <new>
+
+#include "Bases/Impl/Base64Blocks.h"
+#include "Bases/Impl/CpuFeatures.h"
 
 namespace Novu {
 
@@ -19,48 +22,8 @@ static_assert(CHAR_BIT == 8);
 // 32 bits go in behind up to seven that wait.
 static_assert(sizeof(unsigned long) == 8);
 
-// What a character stands for, by its seven low bits: 0 to 63, or a mark. The
-// marks have the top bit set, so that four characters are tested at once.
-using ReverseTable = std::array<unsigned char, 128>;
-constexpr unsigned char kInvalid = 0x80;
-constexpr unsigned char kSkipped = 0x81;
-constexpr unsigned int kMarkBit = 0x80;
-
-ReverseTable ReverseOf(const char* alphabet) {
-    ReverseTable table;
-    table.fill(kInvalid);
-    for (unsigned char value = 0; value != 64; ++value) {
-        const auto character = static_cast<unsigned char>(alphabet[value]);
-        if (character < table.size()) {
-            table[character] = value;
-        }
-    }
-    table['='] = kSkipped;
-    return table;
-}
-
-unsigned char ValueOf(const ReverseTable& table, char character) {
-    return table[static_cast<unsigned char>(character) & 0x7F];
-}
-
-// Decodes fours of characters into threes of bytes while all of them stand for
-// values. Answers how many fours.
-std::size_t DecodeFours(const ReverseTable& table, const char* text,
-                        std::size_t length, char* out) {
-    const std::size_t fours = length / 4;
-    for (std::size_t four = 0; four != fours; ++four, text += 4, out += 3) {
-        const unsigned int a = ValueOf(table, text[0]);
-        const unsigned int b = ValueOf(table, text[1]);
-        const unsigned int c = ValueOf(table, text[2]);
-        const unsigned int d = ValueOf(table, text[3]);
-        if (((a | b | c | d) & kMarkBit) != 0) {
-            return four;
-        }
-        out[0] = static_cast<char>(a << 2 | b >> 4);
-        out[1] = static_cast<char>(b << 4 | c >> 2);
-        out[2] = static_cast<char>(c << 6 | d);
-    }
-    return fours;
+unsigned char ValueOf(const Base64Values& values, char character) {
+    return values.of[static_cast<unsigned char>(character) & 0x7F];
 }
 
 // By their addresses, since a size may be one that no block has.
@@ -71,28 +34,68 @@ bool Overlap(const char* a, std::size_t aSize, const char* b,
     return aAt < bAt ? bAt - aAt < aSize : aAt - bAt < bSize;
 }
 
-// Writes the text for `data[0, len)`, unpadded, and answers its end.
-char* EncodeBytes(const char* alphabet, const char* data, std::size_t len,
-                  char* text) {
-    const auto byte = [data](std::size_t at) -> unsigned int {
-        return static_cast<unsigned char>(data[at]);
-    };
-    std::size_t at = 0;
-    for (; len - at >= 3; at += 3, text += 4) {
-        text[0] = alphabet[byte(at) >> 2];
-        text[1] = alphabet[(byte(at) << 4 | byte(at + 1) >> 4) & 63];
-        text[2] = alphabet[(byte(at + 1) << 2 | byte(at + 2) >> 6) & 63];
-        text[3] = alphabet[byte(at + 2) & 63];
-    }
-    if (len - at == 1) {
-        *text++ = alphabet[byte(at) >> 2];
-        *text++ = alphabet[byte(at) << 4 & 63];
-    } else if (len - at == 2) {
-        *text++ = alphabet[byte(at) >> 2];
-        *text++ = alphabet[(byte(at) << 4 | byte(at + 1) >> 4) & 63];
-        *text++ = alphabet[byte(at + 1) << 2 & 63];
+// Writes the text for the last one or two bytes, unpadded, and answers its end.
+char* EncodeRest(const char* alphabet, const char* data, std::size_t len,
+                 char* text) {
+    const unsigned int first = static_cast<unsigned char>(data[0]);
+    const unsigned int second =
+        len == 2 ? static_cast<unsigned char>(data[1]) : 0;
+    *text++ = alphabet[first >> 2];
+    *text++ = alphabet[(first << 4 | second >> 4) & 63];
+    if (len == 2) {
+        *text++ = alphabet[second << 2 & 63];
     }
     return text;
+}
+
+const Base64Path& Best() {
+    static constinit std::atomic<const Base64Path*> best = nullptr;
+    return BestPath(Base64Paths(), best);
+}
+
+}  // namespace
+
+// Whole groups
+
+std::size_t Base64EncodePlain(const char* alphabet, const char* data,
+                              std::size_t len, char* text) {
+    const std::size_t whole = len / 3 * 3;
+    for (std::size_t at = 0; at != whole; at += 3, text += 4) {
+        const unsigned int a = static_cast<unsigned char>(data[at]);
+        const unsigned int b = static_cast<unsigned char>(data[at + 1]);
+        const unsigned int c = static_cast<unsigned char>(data[at + 2]);
+        text[0] = alphabet[a >> 2];
+        text[1] = alphabet[(a << 4 | b >> 4) & 63];
+        text[2] = alphabet[(b << 2 | c >> 6) & 63];
+        text[3] = alphabet[c & 63];
+    }
+    return whole;
+}
+
+std::size_t Base64DecodePlain(const Base64Values& values, const char* text,
+                              std::size_t length, char* out) {
+    const std::size_t whole = length / 4 * 4;
+    std::size_t at = 0;
+    for (; at != whole; at += 4, out += 3) {
+        const unsigned int a = ValueOf(values, text[at]);
+        const unsigned int b = ValueOf(values, text[at + 1]);
+        const unsigned int c = ValueOf(values, text[at + 2]);
+        const unsigned int d = ValueOf(values, text[at + 3]);
+        if (((a | b | c | d) & kBase64Mark) != 0) {
+            break;
+        }
+        out[0] = static_cast<char>(a << 2 | b >> 4);
+        out[1] = static_cast<char>(b << 4 | c >> 2);
+        out[2] = static_cast<char>(c << 6 | d);
+    }
+    return at;
+}
+
+namespace {
+
+// Whether the alphabet is still the standard one.
+bool IsStandard(const char* alphabet) {
+    return std::memcmp(alphabet, kBase64Standard, 64) == 0;
 }
 
 }  // namespace
@@ -123,9 +126,17 @@ int Base64::Encode(const char* data, unsigned long len, std::string& out) {
         return Base64::Encode(copy.data(), len, out);
     }
     out.resize(fours * 4);
-    char* const end = EncodeBytes(s_szBase64Alphabet, data, len, out.data());
-    std::memset(end, '=',
-                static_cast<std::size_t>(out.data() + out.size() - end));
+    const char* const alphabet =
+        IsStandard(s_szBase64Alphabet) ? kBase64Standard : s_szBase64Alphabet;
+    std::size_t at = Best().encode(alphabet, data, len, out.data());
+    at += Base64EncodePlain(alphabet, data + at, len - at,
+                            out.data() + at / 3 * 4);
+    if (at != len) {
+        char* const end =
+            EncodeRest(alphabet, data + at, len - at, out.data() + at / 3 * 4);
+        std::memset(end, '=',
+                    static_cast<std::size_t>(out.data() + out.size() - end));
+    }
     return 1;
 }
 
@@ -134,7 +145,12 @@ unsigned long Base64::Decode(const char* text, char* out) {
         return 0;
     }
     const std::size_t length = std::strlen(text);
-    const ReverseTable table = ReverseOf(s_szBase64Alphabet);
+    Base64Values changed;
+    const Base64Values* values = &kBase64StandardValues;
+    if (!IsStandard(s_szBase64Alphabet)) {
+        changed = Base64ValuesOf(s_szBase64Alphabet);
+        values = &changed;
+    }
 
     // Where `out` overlaps the text, its zeros and then the decoded bytes are
     // part of the text, and have to be there before they are read.
@@ -150,19 +166,22 @@ unsigned long Base64::Decode(const char* text, char* out) {
     bool valid = true;
     while (valid && at != length) {
         if (held == 0 && !overlap) {
-            const std::size_t fours =
-                DecodeFours(table, text + at, length - at, out + written);
-            at += fours * 4;
-            written += fours * 3;
+            for (Base64Decode* const decode :
+                 {Best().decode, &Base64DecodePlain}) {
+                const std::size_t decoded =
+                    decode(*values, text + at, length - at, out + written);
+                at += decoded;
+                written += decoded / 4 * 3;
+            }
             if (at == length) {
                 break;
             }
         }
-        const unsigned char value = ValueOf(table, text[at]);
+        const unsigned char value = ValueOf(*values, text[at]);
         ++at;
-        if (value == kInvalid) {
+        if (value == kBase64Invalid) {
             valid = false;
-        } else if (value != kSkipped) {
+        } else if (value != kBase64Skipped) {
             bits = bits << 6 | value;
             held += 6;
             if (held >= 8) {
