@@ -3,15 +3,15 @@
 #include "Bases/Bits.h"
 
 #include <algorithm>
-#include <array>
+#include <atomic>
 #include <bit>
 #include <climits>
-#include <cstddef>
-#include <cstdint>
 #include <cstring>
 #include <functional>
 #include <utility>
 
+#include "Bases/Impl/BitsBlocks.h"
+#include "Bases/Impl/CpuFeatures.h"
 #include "Bases/Impl/NewBytes.h"
 
 namespace Novu {
@@ -52,76 +52,19 @@ bool AnyByte(const unsigned char* data, unsigned long count) {
            (data[0] != 0 || std::memcmp(data, data + 1, count - 1) != 0);
 }
 
-unsigned long CountOnes(const unsigned char* data, unsigned long size) {
-    unsigned long ones = 0;
-    const auto count = [&ones](auto word) {
-        ones += static_cast<unsigned long>(std::popcount(word));
-    };
+const BitsPath& Best() {
+    static constinit std::atomic<const BitsPath*> best = nullptr;
+    return BestPath(BitsPaths(), best);
+}
 
-    std::uint64_t word = 0;
+unsigned long CountOnes(const unsigned char* data, unsigned long size) {
     const unsigned long bytes = size / kBitsPerByte;
-    const unsigned long inWords = bytes - bytes % sizeof word;
-    for (unsigned long at = 0; at != inWords; at += sizeof word) {
-        std::memcpy(&word, data + at, sizeof word);
-        count(word);
-    }
-    for (unsigned long at = inWords; at != bytes; ++at) {
-        count(data[at]);
-    }
+    unsigned long ones = Best().count(data, bytes);
     if (size % kBitsPerByte != 0) {
-        count(data[bytes] & (BitMask(size) - 1));
+        const unsigned int last = data[bytes] & (BitMask(size) - 1);
+        ones += static_cast<unsigned long>(std::popcount(last));
     }
     return ones;
-}
-
-// The text of each byte, its highest bit first.
-using ByteText = std::array<char, kBitsPerByte>;
-constexpr std::array<ByteText, 256> kByteTexts = [] {
-    std::array<ByteText, 256> texts{};
-    for (std::size_t byte = 0; byte != texts.size(); ++byte) {
-        for (std::size_t at = 0; at != kBitsPerByte; ++at) {
-            texts[byte][at] = ((byte << at) & 0x80) != 0 ? '1' : '0';
-        }
-    }
-    return texts;
-}();
-
-// Eight characters as a word, the first one lowest.
-std::uint64_t LoadText(const char* text) {
-    std::uint64_t word = 0;
-    std::memcpy(&word, text, sizeof word);
-    return std::endian::native == std::endian::little ? word
-                                                      : __builtin_bswap64(word);
-}
-
-bool IsBinaryDigit(char character) {
-    return character == '0' || character == '1';
-}
-
-// The same of all eight: '0' and '1' are 0x30 and 0x31.
-bool AreBinaryDigits(std::uint64_t word) {
-    return (word & 0xFEFEFEFEFEFEFEFE) == 0x3030303030303030;
-}
-
-// The byte of eight such characters. The product brings the lowest bit of
-// character i, at 8 i, to 63 - i; no two of its terms meet, so none carries.
-unsigned char ByteOf(std::uint64_t word) {
-    return static_cast<unsigned char>(
-        ((word & 0x0101010101010101) * 0x8040201008040201) >> 56);
-}
-
-// How many of the last characters are binary digits without a gap.
-unsigned long CountDigits(const std::string& text) {
-    const char* const begin = text.data();
-    const char* const end = begin + text.size();
-    const char* digits = end;
-    while (digits - begin >= 8 && AreBinaryDigits(LoadText(digits - 8))) {
-        digits -= 8;
-    }
-    while (digits != begin && IsBinaryDigit(digits[-1])) {
-        --digits;
-    }
-    return static_cast<unsigned long>(end - digits);
 }
 
 }  // namespace
@@ -224,7 +167,8 @@ void Bits::Clear() {
 // Single bits
 
 bool Bits::Test(unsigned long pos) const {
-    return pos < size && (data[PosToBytePos(pos)] & BitMask(pos)) != 0;
+    return pos < size &&
+           (data[PosToBytePos(pos)] >> pos % kBitsPerByte & 1) != 0;
 }
 
 int Bits::Set(unsigned long pos) {
@@ -352,15 +296,12 @@ Bits& Bits::operator>>(unsigned long /*count*/) { return *this; }
 
 void Bits::ToString(std::string& out) const {
     out.resize(size);
-    char* end = out.data() + size;
     const unsigned long bytes = size / kBitsPerByte;
-    for (unsigned long at = 0; at != bytes; ++at) {
-        end -= kBitsPerByte;
-        std::memcpy(end, kByteTexts[data[at]].data(), kBitsPerByte);
-    }
-    if (const unsigned long rest = size % kBitsPerByte; rest != 0) {
-        const ByteText& text = kByteTexts[data[bytes]];
-        std::memcpy(out.data(), text.data() + (kBitsPerByte - rest), rest);
+    const unsigned long rest = size % kBitsPerByte;
+    Best().write(data, bytes, out.data() + size);
+    for (unsigned long at = 0; at != rest; ++at) {
+        const bool isSet = (data[bytes] >> (rest - 1 - at) & 1) != 0;
+        out[at] = isSet ? '1' : '0';
     }
 }
 
@@ -371,15 +312,15 @@ std::string Bits::ToString() const {
 }
 
 void Bits::FromString(const std::string& text) {
-    Bits read(CountDigits(text));
-    if (unsigned char* byte = read.data; byte != nullptr) {
-        const char* end = text.data() + text.size();
+    Bits read(Best().digits(text.data(), text.size()));
+    if (read.data != nullptr) {
+        const char* const end = text.data() + text.size();
         const char* const begin = end - read.size;
-        for (; end - begin >= 8; end -= 8, ++byte) {
-            *byte = ByteOf(LoadText(end - 8));
-        }
-        for (const char* digit = begin; digit != end; ++digit) {
-            *byte = static_cast<unsigned char>(*byte << 1 | (*digit - '0'));
+        const unsigned long bytes = read.size / kBitsPerByte;
+        Best().read(read.data, bytes, end);
+        for (unsigned long at = 0; at != read.size % kBitsPerByte; ++at) {
+            unsigned char& last = read.data[bytes];
+            last = static_cast<unsigned char>(last << 1 | (begin[at] - '0'));
         }
     }
     std::swap(data, read.data);
