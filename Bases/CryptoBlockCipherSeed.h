@@ -4,6 +4,12 @@
 // Errors   Results only, as in Bases/Crypto.h.
 // Threads  Several may encrypt and decrypt with one object, while none calls
 //          Create or SetUserSecretKey.
+// Timing   Processors with AVX2 and GFNI or AES-NI compute in vectors, which
+//          look nothing up: messages of 13 blocks and more (with GFNI, of 5)
+//          leave no trace of themselves or the key in the cache. Shorter ones,
+//          those on other processors, and single blocks (Bases/Seed.h) go
+//          through tables, by bytes of both, and programs that share the
+//          processor can watch that.
 //
 // The order of bytes in words is the host's: see [seed-1] in Bases/Seed.h.
 //

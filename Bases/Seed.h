@@ -4,6 +4,8 @@
 //          round keys is 32 such words. None of them needs to be aligned.
 // Errors   None: pointers are not checked.
 // Threads  Any; nothing is shared. Calls may share a table, but no block.
+// Timing   Blocks are looked up in tables by their bytes: see
+//          Bases/CryptoBlockCipherSeed.h, which has ways without.
 //
 // By design [seed-1]: words are read from and written to memory in the host's
 // byte order. On x86-64 that is not the order of RFC 4269, so the RFC's vectors

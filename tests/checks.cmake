@@ -186,6 +186,14 @@ if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
         LABEL interface
         COMMAND ${interface}/no-state $<TARGET_FILE:NovuBasesStatic>
     )
+    novu_check(
+        own-code
+        LABEL interface
+        COMMAND
+            ${interface}/own-code
+            $<TARGET_FILE:NovuBasesStatic>
+            ${PROJECT_SOURCE_DIR}/Bases/Impl/instruction_sets.txt
+    )
     foreach(kind IN ITEMS Shared Static)
         string(TOLOWER hardened-${kind} check)
         novu_check(

@@ -70,19 +70,21 @@ int CryptoBlockCipherSeed::Encrypt(unsigned char* input,
     }
     const unsigned long whole = inputLength / kSeedBlockSize;
     const unsigned long rest = inputLength % kSeedBlockSize;
-    const unsigned long length = BytesOf(whole + (rest != 0 ? 1 : 0));
+    const unsigned long blocks = whole + (rest != 0 ? 1 : 0);
+    const unsigned long length = BytesOf(blocks);
 
     outputLength = 0;
     unsigned char* const made = NewBytes(length);
     if (made == nullptr) {
         return 0;
     }
-    SeedTransformBlocks(SeedDirection::kEncrypt, input, made, whole, roundKeys);
+    SeedTransform* const transform = SeedTransformFor(blocks);
+    transform(SeedDirection::kEncrypt, input, made, whole, roundKeys);
     if (rest != 0) {
         unsigned char last[kSeedBlockSize] = {};
         std::memcpy(last, input + inputLength - rest, rest);
-        SeedTransformBlocks(SeedDirection::kEncrypt, last,
-                            made + length - kSeedBlockSize, 1, roundKeys);
+        transform(SeedDirection::kEncrypt, last, made + length - kSeedBlockSize,
+                  1, roundKeys);
     }
     output = made;
     outputLength = length;
@@ -104,8 +106,9 @@ int CryptoBlockCipherSeed::Decrypt(unsigned char* input,
     if (made == nullptr) {
         return 0;
     }
-    SeedTransformBlocks(SeedDirection::kDecrypt, input, made,
-                        inputLength / kSeedBlockSize, roundKeys);
+    const unsigned long blocks = inputLength / kSeedBlockSize;
+    SeedTransformFor(blocks)(SeedDirection::kDecrypt, input, made, blocks,
+                             roundKeys);
     output = made;
     outputLength = inputLength;
     consumed = inputLength;

@@ -190,13 +190,9 @@ const SeedPath& Best() {
 
 }  // namespace
 
-void SeedTransformBlocks(SeedDirection direction, const unsigned char* in,
-                         unsigned char* out, unsigned long count,
-                         const std::uint32_t* roundKeys) {
+SeedTransform* SeedTransformFor(unsigned long blocks) {
     const SeedPath& path = Best();
-    SeedTransform& transform =
-        count >= path.fewest ? *path.transform : SeedTransformBlocksPlain;
-    transform(direction, in, out, count, roundKeys);
+    return blocks >= path.fewest ? path.transform : SeedTransformBlocksPlain;
 }
 
 void SeedScheduleKeys(std::uint32_t* roundKeys, const unsigned char* userKey) {

@@ -23,8 +23,10 @@ using SeedTransform = void(SeedDirection direction, const unsigned char* in,
 using SeedSchedule = void(std::uint32_t* roundKeys,
                           const unsigned char* userKey);
 
-/// By the fastest path for so many blocks on this processor.
-SeedTransform SeedTransformBlocks;
+/// The fastest path on this processor, for messages of so many blocks.
+SeedTransform* SeedTransformFor(unsigned long blocks);
+
+/// Likewise.
 SeedSchedule SeedScheduleKeys;
 
 struct SeedPath {
