@@ -3,6 +3,7 @@
 #include "Bases/Base64.h"
 
 #include <atomic>
+#include <bit>
 #include <climits>
 #include <cstddef>
 #include <cstdint>
@@ -24,6 +25,14 @@ static_assert(sizeof(unsigned long) == 8);
 
 unsigned char ValueOf(const Base64Values& values, char character) {
     return values.of[static_cast<unsigned char>(character) & 0x7F];
+}
+
+// Stores four bytes, the highest first.
+void StoreHighFirst(char* out, std::uint32_t bytes) {
+    if constexpr (std::endian::native == std::endian::little) {
+        bytes = __builtin_bswap32(bytes);
+    }
+    std::memcpy(out, &bytes, sizeof bytes);
 }
 
 // By their addresses, since a size may be one that no block has.
@@ -84,9 +93,9 @@ std::size_t Base64DecodePlain(const Base64Values& values, const char* text,
         if (((a | b | c | d) & kBase64Mark) != 0) {
             break;
         }
-        out[0] = static_cast<char>(a << 2 | b >> 4);
-        out[1] = static_cast<char>(b << 4 | c >> 2);
-        out[2] = static_cast<char>(c << 6 | d);
+        // Three bytes, and one too many, for which there is room: the decoded
+        // bytes are behind the characters.
+        StoreHighFirst(out, a << 26 | b << 20 | c << 14 | d << 8);
     }
     return at;
 }

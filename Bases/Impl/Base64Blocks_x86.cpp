@@ -7,7 +7,7 @@ namespace Novu {
 
 std::span<const Base64Path> Base64Paths() {
     static constexpr Base64Path kPaths[] = {
-        {"AVX-512 with VBMI", kCpuAvx512 | kCpuAvx512Vbmi, Base64EncodeVbmi,
+        {"AVX-512+VBMI", kCpuAvx512 | kCpuAvx512Vbmi, Base64EncodeVbmi,
          Base64DecodeVbmi},
         {"AVX2", kCpuAvx2, Base64EncodeAvx2, Base64DecodeAvx2},
         {"plain", 0, Base64EncodePlain, Base64DecodePlain}};

@@ -7,8 +7,8 @@ namespace Novu {
 
 std::span<const BitsPath> BitsPaths() {
     static constexpr BitsPath kPaths[] = {
-        {"AVX-512 with VPOPCNTDQ", kCpuAvx512 | kCpuAvx512Popcnt,
-         BitsCountAvx512, BitsWriteAvx512, BitsDigitsAvx512, BitsReadAvx512},
+        {"AVX-512+VPOPCNTDQ", kCpuAvx512 | kCpuAvx512Popcnt, BitsCountAvx512,
+         BitsWriteAvx512, BitsDigitsAvx512, BitsReadAvx512},
         {"popcnt", kCpuPopcnt, BitsCountPopcnt, BitsWritePlain, BitsDigitsPlain,
          BitsReadPlain},
         {"plain", 0, BitsCountPlain, BitsWritePlain, BitsDigitsPlain,

@@ -10,11 +10,11 @@ namespace Novu {
 
 std::span<const SeedPath> SeedPaths() {
     static constexpr SeedPath kPaths[] = {
-        {"AVX-512 with GFNI", kCpuAvx512 | kCpuGfni, 5,
-         SeedTransformBlocksGfni512, SeedScheduleKeysGfni512},
-        {"AVX2 with GFNI", kCpuAvx2 | kCpuGfni, 5, SeedTransformBlocksGfni256,
+        {"AVX-512+GFNI", kCpuAvx512 | kCpuGfni, 5, SeedTransformBlocksGfni512,
+         SeedScheduleKeysGfni512},
+        {"AVX2+GFNI", kCpuAvx2 | kCpuGfni, 5, SeedTransformBlocksGfni256,
          SeedScheduleKeysGfni256},
-        {"AVX2 with AES-NI", kCpuAvx2 | kCpuAesNi, 13, SeedTransformBlocksAesNi,
+        {"AVX2+AES-NI", kCpuAvx2 | kCpuAesNi, 13, SeedTransformBlocksAesNi,
          SeedScheduleKeysPlain},
         {"plain", 0, 0, SeedTransformBlocksPlain, SeedScheduleKeysPlain}};
     return kPaths;
