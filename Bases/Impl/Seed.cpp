@@ -3,8 +3,8 @@
 // A block is a left half (L0, L1) and a right half (R0, R1). Sixteen rounds
 // change one half by the other in turn, each under a pair of round keys; the
 // halves change places on the way out. Decryption is the same with the pairs in
-// reverse. There is no branch on data, and the rounds are written out: the
-// indices of round keys below are constants, and what a round calls is inline
+// reverse. There is no branch on data, and the rounds of one block are written
+// out: the places of its round keys are constants. What a round calls is inline
 // by order, since g++ would call it instead and pass the halves in memory.
 
 #include "Bases/Seed.h"
@@ -63,73 +63,85 @@ struct Half {
     changed.word1 ^= t1;
 }
 
-// The pair of round keys that round `round`, from 0, takes.
-template <SeedDirection direction, std::size_t round>
-constexpr std::size_t kPair =
-    direction == SeedDirection::kEncrypt ? round : kRounds - 1 - round;
+// The pair of round keys of the first round.
+const Word* FirstKeys(SeedDirection direction, const Word* roundKeys) {
+    return direction == SeedDirection::kEncrypt ? roundKeys
+                                                : roundKeys + 2 * (kRounds - 1);
+}
+
+// From there to that of the next round, in words.
+constexpr std::ptrdiff_t StepOf(SeedDirection direction) {
+    return direction == SeedDirection::kEncrypt ? 2 : -2;
+}
+
+const std::size_t kBlockSize = 16;
 
 // Some blocks at once: what one of them waits for, the others fill.
 template <std::size_t blocks>
 struct State {
     Half left[blocks];
     Half right[blocks];
-};
 
-template <SeedDirection direction, std::size_t round, std::size_t blocks>
-[[gnu::always_inline]] inline void RoundOf(State<blocks>& state,
-                                           const Word* roundKeys) {
-    const std::size_t key = 2 * kPair<direction, round>;
-    const Word key0 = LoadWord(roundKeys, key);
-    const Word key1 = LoadWord(roundKeys, key + 1);
-    for (std::size_t block = 0; block != blocks; ++block) {
-        Half& left = state.left[block];
-        Half& right = state.right[block];
-        if constexpr (round % 2 == 0) {
-            Round(left, right, key0, key1);
-        } else {
-            Round(right, left, key0, key1);
+    explicit State(const unsigned char* in) {
+        for (std::size_t block = 0; block != blocks; ++block) {
+            const unsigned char* const words = in + block * kBlockSize;
+            left[block] = {LoadWord(words, 0), LoadWord(words, 1)};
+            right[block] = {LoadWord(words, 2), LoadWord(words, 3)};
         }
     }
-}
 
-const std::size_t kBlockSize = 16;
+    void Store(unsigned char* out) const {
+        for (std::size_t block = 0; block != blocks; ++block) {
+            unsigned char* const words = out + block * kBlockSize;
+            StoreWord(words, 0, right[block].word0);
+            StoreWord(words, 1, right[block].word1);
+            StoreWord(words, 2, left[block].word0);
+            StoreWord(words, 3, left[block].word1);
+        }
+    }
 
-template <SeedDirection direction, std::size_t blocks>
-void Transform(const unsigned char* in, unsigned char* out,
-               const Word* roundKeys) {
-    State<blocks> state;
-    for (std::size_t block = 0; block != blocks; ++block) {
-        const unsigned char* const words = in + block * kBlockSize;
-        state.left[block] = {LoadWord(words, 0), LoadWord(words, 1)};
-        state.right[block] = {LoadWord(words, 2), LoadWord(words, 3)};
+    // A round with an even number from 0, and the next one.
+    [[gnu::always_inline]] void TwoRounds(const Word* keys,
+                                          std::ptrdiff_t step) {
+        for (std::size_t block = 0; block != blocks; ++block) {
+            Round(left[block], right[block], LoadWord(keys, 0),
+                  LoadWord(keys, 1));
+        }
+        keys += step;
+        for (std::size_t block = 0; block != blocks; ++block) {
+            Round(right[block], left[block], LoadWord(keys, 0),
+                  LoadWord(keys, 1));
+        }
     }
-    [&]<std::size_t... round>(std::index_sequence<round...> /*rounds*/) {
-        (RoundOf<direction, round>(state, roundKeys), ...);
-    }
-    (std::make_index_sequence<kRounds>());
-    for (std::size_t block = 0; block != blocks; ++block) {
-        unsigned char* const words = out + block * kBlockSize;
-        StoreWord(words, 0, state.right[block].word0);
-        StoreWord(words, 1, state.right[block].word1);
-        StoreWord(words, 2, state.left[block].word0);
-        StoreWord(words, 3, state.left[block].word1);
-    }
-}
+};
 
 template <SeedDirection direction>
-void TransformBlocks(const unsigned char* in, unsigned char* out,
-                     unsigned long count, const Word* roundKeys) {
-    const std::size_t together = 4;
-    for (; count >= together; count -= together) {
-        Transform<direction, together>(in, out, roundKeys);
-        in += together * kBlockSize;
-        out += together * kBlockSize;
+void TransformOne(const unsigned char* in, unsigned char* out,
+                  const Word* roundKeys) {
+    const Word* const keys = FirstKeys(direction, roundKeys);
+    constexpr std::ptrdiff_t step = StepOf(direction);
+    State<1> state(in);
+    [&]<std::ptrdiff_t... twoRounds>(
+        std::integer_sequence<std::ptrdiff_t, twoRounds...> /*numbers*/) {
+        (state.TwoRounds(keys + 2 * twoRounds * step, step), ...);
     }
-    for (; count != 0; --count) {
-        Transform<direction, 1>(in, out, roundKeys);
-        in += kBlockSize;
-        out += kBlockSize;
+    (std::make_integer_sequence<std::ptrdiff_t, kRounds / 2>());
+    state.Store(out);
+}
+
+// Four blocks keep the processor busy. All rounds of theirs, written out, would
+// take too much of its cache of instructions.
+const std::size_t kTogether = 4;
+
+void TransformTogether(const unsigned char* in, unsigned char* out,
+                       const Word* keys, std::ptrdiff_t step) {
+    State<kTogether> state(in);
+    for (std::size_t round = 0; round != kRounds; round += 4) {
+        state.TwoRounds(keys, step);
+        state.TwoRounds(keys + 2 * step, step);
+        keys += 4 * step;
     }
+    state.Store(out);
 }
 
 // The key as it turns from one pair of round keys to the next: the first two
@@ -162,10 +174,21 @@ void WritePair(TurningKey& key, Word* roundKeys) {
 void SeedTransformBlocksPlain(SeedDirection direction, const unsigned char* in,
                               unsigned char* out, unsigned long count,
                               const std::uint32_t* roundKeys) {
-    if (direction == SeedDirection::kEncrypt) {
-        TransformBlocks<SeedDirection::kEncrypt>(in, out, count, roundKeys);
-    } else {
-        TransformBlocks<SeedDirection::kDecrypt>(in, out, count, roundKeys);
+    const Word* const keys = FirstKeys(direction, roundKeys);
+    const std::ptrdiff_t step = StepOf(direction);
+    for (; count >= kTogether; count -= kTogether) {
+        TransformTogether(in, out, keys, step);
+        in += kTogether * kBlockSize;
+        out += kTogether * kBlockSize;
+    }
+    for (; count != 0; --count) {
+        if (direction == SeedDirection::kEncrypt) {
+            TransformOne<SeedDirection::kEncrypt>(in, out, roundKeys);
+        } else {
+            TransformOne<SeedDirection::kDecrypt>(in, out, roundKeys);
+        }
+        in += kBlockSize;
+        out += kBlockSize;
     }
 }
 
@@ -208,11 +231,11 @@ void SeedRoundKey(std::uint32_t* roundKeys, const unsigned char* userKey) {
 }
 
 void SeedEncrypt(unsigned char* block, const std::uint32_t* roundKeys) {
-    Novu::Transform<Novu::SeedDirection::kEncrypt, 1>(block, block, roundKeys);
+    Novu::TransformOne<Novu::SeedDirection::kEncrypt>(block, block, roundKeys);
 }
 
 void SeedDecrypt(unsigned char* block, const std::uint32_t* roundKeys) {
-    Novu::Transform<Novu::SeedDirection::kDecrypt, 1>(block, block, roundKeys);
+    Novu::TransformOne<Novu::SeedDirection::kDecrypt>(block, block, roundKeys);
 }
 
 void NovuSeedRoundKey(std::uint32_t* roundKeys, const unsigned char* userKey) {
