@@ -1,43 +1,91 @@
-// Timestamps as text, beside strftime and snprintf.
+// Timestamps as text, beside fmt, snprintf and strftime.
 
 #include "Bases/DateTimeFormat.h"
 
 #include <benchmark/benchmark.h>
+#include <fmt/compile.h>
+#include <fmt/format.h>
 
 #include <cstddef>
 #include <cstdio>
 #include <ctime>
+#include <iterator>
 #include <string>
 
 namespace {
 
 const std::string kPattern = "yyyy-MM-dd HH:mm:ss.fff";
-const Novu::SysTime kRecord = {2024, 3, 2, 5, 7, 8, 9, 45, -1};
-const long long kTime = 1709622489045;  // The same in UTC.
+const long long kTime = 1709622489045;  // 2024-03-05 07:08:09.045 in UTC.
+
+// Not a constant, so that nothing is formatted beforehand.
+Novu::SysTime Record() {
+    Novu::SysTime st = {2024, 3, 2, 5, 7, 8, 9, 45, -1};
+    benchmark::DoNotOptimize(st);
+    return st;
+}
 
 void NovuRecord(benchmark::State& state) {
     std::string text;
+    Novu::SysTime st = Record();
     for (auto _ : state) {
-        Novu::GetDateTimeFormat(text, kPattern, kRecord);
+        benchmark::DoNotOptimize(st);
+        Novu::GetDateTimeFormat(text, kPattern, st);
         benchmark::DoNotOptimize(text.data());
     }
 }
 
-void Snprintf(char* text, std::size_t size, const Novu::SysTime& st) {
-    std::snprintf(text, size, "%04d-%02d-%02d %02d:%02d:%02d.%03d", st.year,
-                  st.month, st.day, st.hour, st.minute, st.second,
-                  st.milliseconds);
+// With the format compiled beforehand, which a pattern of the library is not.
+void FmtCompiledRecord(benchmark::State& state) {
+    char text[64];
+    Novu::SysTime st = Record();
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(st);
+        *fmt::format_to(
+            text, FMT_COMPILE("{:04}-{:02}-{:02} {:02}:{:02}:{:02}.{:03}"),
+            st.year, st.month, st.day, st.hour, st.minute, st.second,
+            st.milliseconds) = '\0';
+        benchmark::DoNotOptimize(text);
+    }
+}
+
+void Fmt(std::string& text, const Novu::SysTime& st) {
+    text.clear();
+    fmt::format_to(std::back_inserter(text),
+                   "{:04}-{:02}-{:02} {:02}:{:02}:{:02}.{:03}", st.year,
+                   st.month, st.day, st.hour, st.minute, st.second,
+                   st.milliseconds);
+}
+
+void FmtRecord(benchmark::State& state) {
+    std::string text;
+    Novu::SysTime st = Record();
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(st);
+        Fmt(text, st);
+        benchmark::DoNotOptimize(text.data());
+    }
 }
 
 void SnprintfRecord(benchmark::State& state) {
     char text[64];
+    Novu::SysTime st = Record();
     for (auto _ : state) {
-        Snprintf(text, sizeof text, kRecord);
+        benchmark::DoNotOptimize(st);
+        std::snprintf(text, sizeof text, "%04d-%02d-%02d %02d:%02d:%02d.%03d",
+                      st.year, st.month, st.day, st.hour, st.minute, st.second,
+                      st.milliseconds);
         benchmark::DoNotOptimize(text);
     }
 }
 
 // strftime has no milliseconds: snprintf adds them.
+void Strftime(char* text, std::size_t size, const std::tm& fields,
+              int milliseconds) {
+    const std::size_t length =
+        std::strftime(text, size, "%Y-%m-%d %H:%M:%S", &fields);
+    std::snprintf(text + length, size - length, ".%03d", milliseconds);
+}
+
 void StrftimeRecord(benchmark::State& state) {
     std::tm fields = {};
     fields.tm_year = 124;
@@ -48,9 +96,8 @@ void StrftimeRecord(benchmark::State& state) {
     fields.tm_sec = 9;
     char text[64];
     for (auto _ : state) {
-        const std::size_t length =
-            std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &fields);
-        std::snprintf(text + length, sizeof text - length, ".%03d", 45);
+        benchmark::DoNotOptimize(fields);
+        Strftime(text, sizeof text, fields, 45);
         benchmark::DoNotOptimize(text);
     }
 }
@@ -63,24 +110,43 @@ void NovuTimeValue(benchmark::State& state) {
     }
 }
 
+std::tm LocalFields(long long t) {
+    const std::time_t seconds = t / 1000;
+    std::tm fields;
+    localtime_r(&seconds, &fields);
+    return fields;
+}
+
+void FmtTimeValue(benchmark::State& state) {
+    std::string text;
+    for (auto _ : state) {
+        const std::tm fields = LocalFields(kTime);
+        text.clear();
+        fmt::format_to(std::back_inserter(text),
+                       "{:04}-{:02}-{:02} {:02}:{:02}:{:02}.{:03}",
+                       fields.tm_year + 1900, fields.tm_mon + 1, fields.tm_mday,
+                       fields.tm_hour, fields.tm_min, fields.tm_sec,
+                       kTime % 1000);
+        benchmark::DoNotOptimize(text.data());
+    }
+}
+
 void StrftimeTimeValue(benchmark::State& state) {
     char text[64];
     for (auto _ : state) {
-        const std::time_t seconds = kTime / 1000;
-        std::tm fields;
-        localtime_r(&seconds, &fields);
-        const std::size_t length =
-            std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &fields);
-        std::snprintf(text + length, sizeof text - length, ".%03d",
-                      static_cast<int>(kTime % 1000));
+        Strftime(text, sizeof text, LocalFields(kTime),
+                 static_cast<int>(kTime % 1000));
         benchmark::DoNotOptimize(text);
     }
 }
 
-BENCHMARK(NovuRecord);
-BENCHMARK(SnprintfRecord);
-BENCHMARK(StrftimeRecord);
-BENCHMARK(NovuTimeValue);
-BENCHMARK(StrftimeTimeValue);
+BENCHMARK(NovuRecord)->Name("Record/Novu");
+BENCHMARK(FmtRecord)->Name("Record/fmt");
+BENCHMARK(FmtCompiledRecord)->Name("Record/fmt_compiled");
+BENCHMARK(SnprintfRecord)->Name("Record/snprintf");
+BENCHMARK(StrftimeRecord)->Name("Record/strftime");
+BENCHMARK(NovuTimeValue)->Name("TimeValue/Novu");
+BENCHMARK(FmtTimeValue)->Name("TimeValue/fmt");
+BENCHMARK(StrftimeTimeValue)->Name("TimeValue/strftime");
 
 }  // namespace

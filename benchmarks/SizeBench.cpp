@@ -68,9 +68,9 @@ void SnprintfFraction(benchmark::State& state) {
     }
 }
 
-BENCHMARK(NovuInteger);
-BENCHMARK(SnprintfInteger);
-BENCHMARK(NovuFraction);
-BENCHMARK(SnprintfFraction);
+BENCHMARK(NovuInteger)->Name("Integer/Novu");
+BENCHMARK(SnprintfInteger)->Name("Integer/snprintf");
+BENCHMARK(NovuFraction)->Name("Fraction/Novu");
+BENCHMARK(SnprintfFraction)->Name("Fraction/snprintf");
 
 }  // namespace

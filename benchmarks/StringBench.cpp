@@ -1,16 +1,23 @@
-// Text conversions, beside the C library's.
+// Text conversions, beside the facet and the calls that they are made of: a
+// peer does with them, and with a string of its own, what the library does. The
+// argument is the size in bytes of UTF-8.
 
 #include "Bases/String.h"
 
 #include <benchmark/benchmark.h>
 
+#include <cstddef>
 #include <cstdlib>
 #include <locale>
 #include <string>
 
 namespace {
 
-// `size` bytes of UTF-8: letters, every fourth of them of two bytes.
+using Facet = std::codecvt<wchar_t, char, std::mbstate_t>;
+
+std::string Ascii(std::size_t size) { return std::string(size, 'a'); }
+
+// Letters, every fourth of them of two bytes.
 std::string Mixed(std::size_t size) {
     std::string text;
     while (text.size() < size) {
@@ -19,39 +26,105 @@ std::string Mixed(std::size_t size) {
     return text;
 }
 
-std::string Ascii(std::size_t size) { return std::string(size, 'a'); }
+std::wstring FacetIn(const std::string& text) {
+    const std::locale loc;
+    std::mbstate_t state{};
+    std::wstring wide(text.size(), L'\0');
+    const char* textNext = nullptr;
+    wchar_t* wideNext = nullptr;
+    std::use_facet<Facet>(loc).in(state, text.data(), text.data() + text.size(),
+                                  textNext, wide.data(),
+                                  wide.data() + wide.size(), wideNext);
+    wide.resize(static_cast<std::size_t>(wideNext - wide.data()));
+    return wide;
+}
 
-template <typename Convert>
-void Run(benchmark::State& state, const std::string& text, Convert convert) {
-    std::locale::global(std::locale("C.utf8"));
+std::string FacetOut(const std::wstring& text) {
+    const std::locale loc;
+    const auto& facet = std::use_facet<Facet>(loc);
+    std::mbstate_t state{};
+    std::string narrow(
+        static_cast<std::size_t>(facet.max_length()) * text.size(), '\0');
+    const wchar_t* textNext = nullptr;
+    char* narrowNext = nullptr;
+    facet.out(state, text.data(), text.data() + text.size(), textNext,
+              narrow.data(), narrow.data() + narrow.size(), narrowNext);
+    narrow.resize(static_cast<std::size_t>(narrowNext - narrow.data()));
+    return narrow;
+}
+
+// Measuring first, as the library does.
+std::wstring Mbstowcs(const std::string& text) {
+    std::wstring wide(std::mbstowcs(nullptr, text.c_str(), 0), L'\0');
+    std::mbstowcs(wide.data(), text.c_str(), wide.size());
+    return wide;
+}
+
+std::string Wcstombs(const std::wstring& text) {
+    std::string narrow(std::wcstombs(nullptr, text.c_str(), 0), '\0');
+    std::wcstombs(narrow.data(), text.c_str(), narrow.size());
+    return narrow;
+}
+
+std::wstring NovuMbsToWcs(const std::string& text) {
+    return Novu::mbs_to_wcs(text);
+}
+
+std::string NovuWcsToMbs(const std::wstring& text) {
+    return Novu::wcs_to_mbs(text);
+}
+
+template <typename Text, typename Convert>
+void Run(benchmark::State& state, const Text& text, Convert convert) {
     for (auto _ : state) {
         benchmark::DoNotOptimize(convert(text));
     }
-    state.SetBytesProcessed(state.iterations() *
-                            static_cast<int64_t>(text.size()));
-}
-
-std::wstring ByFacet(const std::string& text) {
-    return Novu::mbs_to_wcs(text, std::locale());
-}
-
-std::wstring ByCLibrary(const std::string& text) {
-    std::wstring wide(text.size(), L'\0');
-    wide.resize(std::mbstowcs(wide.data(), text.c_str(), text.size()));
-    return wide;
+    state.SetBytesProcessed(state.iterations() * state.range(0));
 }
 
 template <std::string (*make)(std::size_t),
           std::wstring (*convert)(const std::string&)>
 void Widen(benchmark::State& state) {
+    std::locale::global(std::locale("C.utf8"));
     Run(state, make(static_cast<std::size_t>(state.range(0))), convert);
 }
 
-BENCHMARK(Widen<Ascii, ByFacet>)->Arg(16)->Arg(1024)->Arg(1 << 20);
-BENCHMARK(Widen<Ascii, Novu::utf8_to_wcs>)->Arg(16)->Arg(1024)->Arg(1 << 20);
-BENCHMARK(Widen<Ascii, ByCLibrary>)->Arg(16)->Arg(1024)->Arg(1 << 20);
-BENCHMARK(Widen<Mixed, ByFacet>)->Arg(16)->Arg(1024)->Arg(1 << 20);
-BENCHMARK(Widen<Mixed, Novu::utf8_to_wcs>)->Arg(16)->Arg(1024)->Arg(1 << 20);
-BENCHMARK(Widen<Mixed, ByCLibrary>)->Arg(16)->Arg(1024)->Arg(1 << 20);
+template <std::string (*make)(std::size_t),
+          std::string (*convert)(const std::wstring&)>
+void Narrow(benchmark::State& state) {
+    std::locale::global(std::locale("C.utf8"));
+    Run(state, Mbstowcs(make(static_cast<std::size_t>(state.range(0)))),
+        convert);
+}
+
+void Sizes(benchmark::internal::Benchmark* benchmark) {
+    benchmark->Arg(16)->Arg(1024)->Arg(1 << 20);
+}
+
+// Named by the case and the peer.
+#define WIDEN(make, convert, name) \
+    BENCHMARK(Widen<make, convert>)->Name(name)->Apply(Sizes)
+#define NARROW(make, convert, name) \
+    BENCHMARK(Narrow<make, convert>)->Name(name)->Apply(Sizes)
+
+WIDEN(Ascii, NovuMbsToWcs, "MbsToWcsAscii/Novu");
+WIDEN(Ascii, FacetIn, "MbsToWcsAscii/codecvt");
+WIDEN(Mixed, NovuMbsToWcs, "MbsToWcsMixed/Novu");
+WIDEN(Mixed, FacetIn, "MbsToWcsMixed/codecvt");
+
+WIDEN(Ascii, Novu::utf8_to_wcs, "Utf8ToWcsAscii/Novu");
+WIDEN(Ascii, Mbstowcs, "Utf8ToWcsAscii/mbstowcs");
+WIDEN(Mixed, Novu::utf8_to_wcs, "Utf8ToWcsMixed/Novu");
+WIDEN(Mixed, Mbstowcs, "Utf8ToWcsMixed/mbstowcs");
+
+NARROW(Ascii, NovuWcsToMbs, "WcsToMbsAscii/Novu");
+NARROW(Ascii, FacetOut, "WcsToMbsAscii/codecvt");
+NARROW(Ascii, Wcstombs, "WcsToMbsAscii/wcstombs");
+NARROW(Mixed, NovuWcsToMbs, "WcsToMbsMixed/Novu");
+NARROW(Mixed, FacetOut, "WcsToMbsMixed/codecvt");
+NARROW(Mixed, Wcstombs, "WcsToMbsMixed/wcstombs");
+
+#undef WIDEN
+#undef NARROW
 
 }  // namespace

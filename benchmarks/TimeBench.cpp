@@ -88,13 +88,13 @@ void LibcClock(benchmark::State& state) {
     }
 }
 
-BENCHMARK(NovuToFields);
-BENCHMARK(LibcToFields);
-BENCHMARK(NovuToLocalFields);
-BENCHMARK(LibcToLocalFields);
-BENCHMARK(NovuFromFields);
-BENCHMARK(LibcFromFields);
-BENCHMARK(NovuClock);
-BENCHMARK(LibcClock);
+BENCHMARK(NovuToFields)->Name("ToFields/Novu");
+BENCHMARK(LibcToFields)->Name("ToFields/gmtime_r");
+BENCHMARK(NovuToLocalFields)->Name("ToLocalFields/Novu");
+BENCHMARK(LibcToLocalFields)->Name("ToLocalFields/localtime_r");
+BENCHMARK(NovuFromFields)->Name("FromFields/Novu");
+BENCHMARK(LibcFromFields)->Name("FromFields/mktime");
+BENCHMARK(NovuClock)->Name("Clock/Novu");
+BENCHMARK(LibcClock)->Name("Clock/gettimeofday");
 
 }  // namespace

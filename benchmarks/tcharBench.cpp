@@ -1,59 +1,135 @@
-// Integers to text, beside std::to_chars and snprintf.
+// Integers to text, beside std::to_chars, fmt and snprintf. Cases without an
+// argument convert numbers of 2 to 19 decimal digits, as many of each length,
+// in random order; the argument of the others is how many digits all have.
 
 #include "Bases/tchar.h"
 
 #include <benchmark/benchmark.h>
+#include <fmt/compile.h>
+#include <fmt/format.h>
 
 #include <charconv>
+#include <cstddef>
 #include <cstdio>
+#include <cstring>
 #include <random>
 #include <vector>
 
 namespace {
 
-// Numbers of every length from 1 bit to 63.
-const std::vector<long long>& Numbers() {
-    static const std::vector<long long> numbers = [] {
-        std::mt19937_64 random(1);
-        std::vector<long long> made(1024);
-        for (std::size_t index = 0; index < made.size(); ++index) {
-            made[index] = static_cast<long long>(random() >> (1 + index % 63));
+const std::size_t kRoom = 80;
+
+// With so many decimal digits each, or of every length from 2 to 19 for 0.
+std::vector<long long> Numbers(int digits) {
+    std::mt19937_64 random(1);
+    std::vector<long long> made(4096);
+    for (long long& number : made) {
+        const auto length = digits != 0
+                                ? static_cast<unsigned int>(digits)
+                                : static_cast<unsigned int>(2 + random() % 18);
+        long long least = 1;
+        for (unsigned int count = 1; count != length; ++count) {
+            least *= 10;
         }
-        return made;
-    }();
-    return numbers;
+        std::uniform_int_distribution<long long> numbers(least, least * 9);
+        number = numbers(random);
+    }
+    return made;
 }
 
 template <typename Convert>
-void Run(benchmark::State& state, Convert convert) {
-    const int radix = static_cast<int>(state.range(0));
-    char text[80];
+void Run(benchmark::State& state, const std::vector<long long>& numbers,
+         Convert convert) {
+    char text[kRoom];
     for (auto _ : state) {
-        for (const long long number : Numbers()) {
-            convert(number, text, radix);
+        for (const long long number : numbers) {
+            convert(number, text);
             benchmark::DoNotOptimize(text);
         }
     }
     state.SetItemsProcessed(state.iterations() *
-                            static_cast<int64_t>(Numbers().size()));
+                            static_cast<int64_t>(numbers.size()));
 }
 
-void NovuItoa(benchmark::State& state) { Run(state, &_i64toa); }
-
-void StdToChars(benchmark::State& state) {
-    Run(state, [](long long number, char* text, int radix) {
-        *std::to_chars(text, text + 79, number, radix).ptr = '\0';
-    });
+template <int radix>
+void Novu(long long number, char* text) {
+    _i64toa(number, text, radix);
 }
 
-void Snprintf(benchmark::State& state) {
-    Run(state, [](long long number, char* text, int radix) {
-        std::snprintf(text, 80, radix == 10 ? "%lld" : "%llx", number);
-    });
+template <int radix>
+void ToChars(long long number, char* text) {
+    *std::to_chars(text, text + kRoom - 1, number, radix).ptr = '\0';
 }
 
-BENCHMARK(NovuItoa)->Arg(10)->Arg(16)->Arg(2);
-BENCHMARK(StdToChars)->Arg(10)->Arg(16)->Arg(2);
-BENCHMARK(Snprintf)->Arg(10)->Arg(16);
+template <int radix>
+void FmtFormatTo(long long number, char* text) {
+    if constexpr (radix == 10) {
+        *fmt::format_to(text, FMT_COMPILE("{}"), number) = '\0';
+    } else if constexpr (radix == 16) {
+        *fmt::format_to(text, FMT_COMPILE("{:x}"), number) = '\0';
+    } else {
+        *fmt::format_to(text, FMT_COMPILE("{:b}"), number) = '\0';
+    }
+}
+
+void FmtFormatInt(long long number, char* text) {
+    const fmt::format_int made(number);
+    std::memcpy(text, made.c_str(), made.size() + 1);
+}
+
+template <int radix>
+void Snprintf(long long number, char* text) {
+    std::snprintf(text, kRoom, radix == 10 ? "%lld" : "%llx", number);
+}
+
+template <void (*convert)(long long, char*)>
+void Case(benchmark::State& state) {
+    Run(state, Numbers(0), convert);
+}
+
+template <void (*convert)(long long, char*)>
+void OfOneLength(benchmark::State& state) {
+    Run(state, Numbers(static_cast<int>(state.range(0))), convert);
+}
+
+void Lengths(benchmark::internal::Benchmark* benchmark) {
+    benchmark->Arg(2)->Arg(8)->Arg(19);
+}
+
+BENCHMARK(Case<Novu<10>>)->Name("Radix10/Novu");
+BENCHMARK(Case<ToChars<10>>)->Name("Radix10/to_chars");
+BENCHMARK(Case<FmtFormatTo<10>>)->Name("Radix10/fmt_format_to");
+BENCHMARK(Case<FmtFormatInt>)->Name("Radix10/fmt_format_int");
+BENCHMARK(Case<Snprintf<10>>)->Name("Radix10/snprintf");
+
+BENCHMARK(Case<Novu<16>>)->Name("Radix16/Novu");
+BENCHMARK(Case<ToChars<16>>)->Name("Radix16/to_chars");
+BENCHMARK(Case<FmtFormatTo<16>>)->Name("Radix16/fmt_format_to");
+BENCHMARK(Case<Snprintf<16>>)->Name("Radix16/snprintf");
+
+BENCHMARK(Case<Novu<2>>)->Name("Radix2/Novu");
+BENCHMARK(Case<ToChars<2>>)->Name("Radix2/to_chars");
+BENCHMARK(Case<FmtFormatTo<2>>)->Name("Radix2/fmt_format_to");
+
+BENCHMARK(OfOneLength<Novu<10>>)->Name("Radix10Digits/Novu")->Apply(Lengths);
+BENCHMARK(OfOneLength<ToChars<10>>)
+    ->Name("Radix10Digits/to_chars")
+    ->Apply(Lengths);
+BENCHMARK(OfOneLength<FmtFormatTo<10>>)
+    ->Name("Radix10Digits/fmt_format_to")
+    ->Apply(Lengths);
+BENCHMARK(OfOneLength<FmtFormatInt>)
+    ->Name("Radix10Digits/fmt_format_int")
+    ->Apply(Lengths);
+
+BENCHMARK(OfOneLength<Novu<16>>)->Name("Radix16Digits/Novu")->Apply(Lengths);
+BENCHMARK(OfOneLength<ToChars<16>>)
+    ->Name("Radix16Digits/to_chars")
+    ->Apply(Lengths);
+
+BENCHMARK(OfOneLength<Novu<2>>)->Name("Radix2Digits/Novu")->Apply(Lengths);
+BENCHMARK(OfOneLength<ToChars<2>>)
+    ->Name("Radix2Digits/to_chars")
+    ->Apply(Lengths);
 
 }  // namespace
