@@ -2,6 +2,7 @@
 
 #include "Bases/DateTimeFormat.h"
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstring>
@@ -22,14 +23,11 @@ constexpr std::array<bool, 256> kIsLetter = [] {
 
 bool IsLetter(char byte) { return kIsLetter[static_cast<unsigned char>(byte)]; }
 
-// Appends `number` with at least `width` characters, at least 1, as sprintf
-// does for "%0*d" with that width.
-void AppendNumber(std::string& out, int number, std::size_t width) {
-    if (number < 0) {
-        out.push_back('-');
-        number = -number;
-        --width;
-    }
+// What the text of a field takes at most: a sign and five digits.
+const std::size_t kLongestField = 6;
+
+// Writes a number from 0 on with as many characters, or more, as are asked for.
+[[gnu::noinline]] char* WriteDigits(char* to, int number, std::size_t width) {
     char digits[5];  // Of 16 bits.
     char* const end = digits + sizeof digits;
     char* first = end;
@@ -38,15 +36,46 @@ void AppendNumber(std::string& out, int number, std::size_t width) {
         number /= 10;
     } while (number != 0);
     const auto count = static_cast<std::size_t>(end - first);
-    out.append(count < width ? width - count : 0, '0');
-    out.append(first, count);
+    to = std::fill_n(to, count < width ? width - count : 0, '0');
+    return std::copy(first, end, to);
 }
 
-// The same, but nothing for 0.
-void AppendUnlessZero(std::string& out, int number, std::size_t width) {
-    if (number != 0) {
-        AppendNumber(out, number, width);
+// "00" to "99".
+constexpr std::array<char, 200> kPairs = [] {
+    std::array<char, 200> pairs{};
+    for (std::size_t number = 0; number < 100; ++number) {
+        pairs[2 * number] = static_cast<char>('0' + number / 10);
+        pairs[2 * number + 1] = static_cast<char>('0' + number % 10);
     }
+    return pairs;
+}();
+
+char* WritePair(char* to, unsigned int below100) {
+    std::memcpy(to, &kPairs[2 * below100], 2);
+    return to + 2;
+}
+
+// Writes `number` with at least `width` characters, 1 to 4, as sprintf does for
+// "%0*d" with that width; answers where it ends.
+char* WriteNumber(char* to, int number, std::size_t width) {
+    // Most numbers have the width that they are asked for. No negative one is
+    // below these limits.
+    const auto value = static_cast<unsigned int>(number);
+    if (width == 2 && value < 100) {
+        return WritePair(to, value);
+    }
+    if (width == 3 && value < 1000) {
+        *to = static_cast<char>('0' + value / 100);
+        return WritePair(to + 1, value % 100);
+    }
+    if (width == 4 && value < 10000) {
+        return WritePair(WritePair(to, value / 100), value % 100);
+    }
+    if (number < 0) {
+        *to = '-';
+        return WriteDigits(to + 1, -number, width - 1);
+    }
+    return WriteDigits(to, number, width);
 }
 
 int HourOf12(const SysTime& st) {
@@ -58,78 +87,107 @@ int FractionOf(const SysTime& st, std::size_t digits) {
     return st.milliseconds / (digits == 1 ? 100 : digits == 2 ? 10 : 1);
 }
 
-// Appends what `length` letters of one kind stand for; false where they stand
-// for nothing.
-bool AppendField(std::string& out, char letter, std::size_t length,
-                 const SysTime& st) {
-    const std::size_t longest = letter == 'y'                    ? 4
-                                : letter == 'f' || letter == 'F' ? 3
-                                                                 : 2;
-    if (length > longest) {
-        return false;
-    }
+// Writes what `length` letters of one kind stand for and answers where it ends;
+// null where they stand for nothing.
+[[gnu::always_inline]] inline char* WriteField(char* to, char letter,
+                                               std::size_t length,
+                                               const SysTime& st) {
+    std::size_t longest = 2;
+    int number = 0;
     switch (letter) {
         case 'y':
-            AppendNumber(out, length <= 2 ? st.year / 100 : st.year, length);
-            return true;
+            longest = 4;
+            number = length <= 2 ? st.year / 100 : st.year;
+            break;
         case 'M':
-            AppendNumber(out, st.month, length);
-            return true;
+            number = st.month;
+            break;
         case 'd':
-            AppendNumber(out, st.day, length);
-            return true;
+            number = st.day;
+            break;
         case 'h':
-            AppendNumber(out, HourOf12(st), length);
-            return true;
+            number = HourOf12(st);
+            break;
         case 'H':
-            AppendNumber(out, st.hour, length);
-            return true;
+            number = st.hour;
+            break;
         case 'm':
-            AppendNumber(out, st.minute, length);
-            return true;
+            number = st.minute;
+            break;
         case 's':
-            AppendNumber(out, st.second, length);
-            return true;
+            number = st.second;
+            break;
         case 'f':
-            AppendNumber(out, FractionOf(st, length), length);
-            return true;
+            longest = 3;
+            number = FractionOf(st, length);
+            break;
         case 'F':
-            AppendUnlessZero(out, FractionOf(st, length), length);
-            return true;
+            longest = 3;
+            number = FractionOf(st, length);
+            if (number == 0 && length <= longest) {
+                return to;
+            }
+            break;
         case 't':
-            out.append(st.hour > 11 ? "PM" : "AM", length);
-            return true;
+            if (length <= longest) {
+                return std::copy_n(st.hour > 11 ? "PM" : "AM", length, to);
+            }
+            break;
         default:
-            return false;
+            return nullptr;
     }
+    return length <= longest ? WriteNumber(to, number, length) : nullptr;
 }
 
 void AppendToken(std::string& out, std::string_view token, const SysTime& st) {
     const bool oneKind =
         !token.empty() &&
         token.find_first_not_of(token.front()) == std::string_view::npos;
-    if (!oneKind || !AppendField(out, token.front(), token.size(), st)) {
+    char text[kLongestField];
+    char* const end =
+        oneKind ? WriteField(text, token.front(), token.size(), st) : nullptr;
+    if (end != nullptr) {
+        out.append(text, end);
+    } else {
         out.append(token);
     }
 }
 
-// Appends what the pattern stands for, run by run.
+// Appends what the pattern stands for, run by run, by way of a buffer: one
+// append for many short pieces.
 void AppendPattern(std::string& out, const std::string& pattern,
                    const SysTime& st) {
-    std::string_view rest = pattern;
-    while (!rest.empty()) {
-        if (!IsLetter(rest.front())) {
-            out.push_back(rest.front());
-            rest.remove_prefix(1);
+    char text[128];
+    char* const full = text + sizeof text - kLongestField;
+    char* to = text;
+    const char* at = pattern.data();
+    const char* const end = at + pattern.size();
+    while (at != end) {
+        if (to > full) {
+            out.append(text, to);
+            to = text;
+        }
+        const char* const first = at++;
+        if (!IsLetter(*first)) {
+            *to++ = *first;
             continue;
         }
-        std::size_t letters = 1;
-        while (letters != rest.size() && IsLetter(rest[letters])) {
-            ++letters;
+        while (at != end && *at == *first) {
+            ++at;
         }
-        AppendToken(out, rest.substr(0, letters), st);
-        rest.remove_prefix(letters);
+        if (at == end || !IsLetter(*at)) {
+            const auto length = static_cast<std::size_t>(at - first);
+            if (char* const next = WriteField(to, *first, length, st)) {
+                to = next;
+                continue;
+            }
+        }
+        at = std::find_if_not(at, end, IsLetter);
+        out.append(text, to);
+        out.append(first, at);
+        to = text;
     }
+    out.append(text, to);
 }
 
 }  // namespace
