@@ -5,17 +5,17 @@
 #include <string.h>
 
 #include <algorithm>
+#include <array>
+#include <bit>
 #include <boost/random/mersenne_twister.hpp>
 #include <boost/uuid/detail/random_provider.hpp>
 #include <boost/uuid/random_generator.hpp>
 #include <boost/uuid/string_generator.hpp>
 #include <boost/uuid/uuid.hpp>
-#include <boost/uuid/uuid_io.hpp>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
-#include <iterator>
-#include <utility>
+#include <string_view>
 
 namespace Novu {
 
@@ -43,6 +43,36 @@ int CompareAs(const unsigned char* left, const unsigned char* right) {
         return 0;
     }
     return leftNumber > rightNumber ? 1 : -1;
+}
+
+const std::size_t kTextLength = 36;
+
+// "00" to "ff", two characters each.
+using Pair = std::uint16_t;
+constexpr std::array<Pair, 256> kPairs = [] {
+    const std::string_view digits = "0123456789abcdef";
+    std::array<Pair, 256> pairs{};
+    for (std::size_t value = 0; value != pairs.size(); ++value) {
+        pairs[value] = std::bit_cast<Pair>(
+            std::array<char, 2>{digits[value / 16], digits[value % 16]});
+    }
+    return pairs;
+}();
+
+// Where the digits of each byte stand in the text, and the hyphens.
+constexpr std::size_t kPlaces[16] = {0,  2,  4,  6,  9,  11, 14, 16,
+                                     19, 21, 24, 26, 28, 30, 32, 34};
+constexpr std::size_t kHyphens[4] = {8, 13, 18, 23};
+
+// Writes the text of 36 characters, without a terminator.
+void WriteText(char* out, const unsigned char* bytes) {
+    for (const std::size_t place : kHyphens) {
+        out[place] = '-';
+    }
+    for (std::size_t index = 0; index < 16; ++index) {
+        const Pair pair = kPairs[bytes[index]];
+        std::memcpy(out + kPlaces[index], &pair, sizeof pair);
+    }
 }
 
 // How much of `text` is an identifier by its outer form. Boost's parser refuses
@@ -120,22 +150,28 @@ bool Guid::ToString(std::string& out, int format) const {
     if (None()) {
         return false;
     }
-    boost::uuids::uuid value;
-    std::copy(std::begin(bytes), std::end(bytes), value.begin());
-    std::string text = boost::uuids::to_string(value);
+    out.resize(kTextLength);
+    WriteText(out.data(), bytes);
     if (format == 0) {
-        text = text.substr(1, text.size() - 2);
+        out.pop_back();
+        out.erase(0, 1);
     }
-    out = std::move(text);
     return true;
 }
 
 bool Guid::ToString(char* out, int format) const {
-    std::string text;
-    if (out == nullptr || !ToString(text, format)) {
+    if (out == nullptr || None()) {
         return false;
     }
-    std::memcpy(out, text.c_str(), text.size() + 1);
+    if (format != 0) {
+        WriteText(out, bytes);
+        out[kTextLength] = '\0';
+    } else {
+        char text[kTextLength];
+        WriteText(text, bytes);
+        std::memcpy(out, text + 1, kTextLength - 2);
+        out[kTextLength - 2] = '\0';
+    }
     return true;
 }
 

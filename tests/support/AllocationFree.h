@@ -473,6 +473,13 @@ inline const struct AllocationFree {
      [](Everything& e) { e.guid->None(); }},
     {__LINE__, "Guid::Test(Guid const&) const",
      [](Everything& e) { e.guid->Test(e.otherGuid); }},
+    {__LINE__, "Guid::ToString(char*, int) const",
+     [](Everything& e) {
+         char text[37];
+         e.guid->FromString("00112233445566778899aabbccddeeff");
+         e.guid->ToString(text, 0);
+         e.guid->ToString(text, 1);
+     }},
     {__LINE__, "Guid::operator!=(Guid const&) const",
      [](Everything& e) { e.answer = *e.guid != e.otherGuid; }},
     {__LINE__, "Guid::operator<(Guid const&) const",
