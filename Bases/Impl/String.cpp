@@ -3,6 +3,7 @@
 #include "Bases/String.h"
 
 #include <cstdlib>
+#include <cstring>
 #include <cwchar>
 #include <memory>
 #include <stdexcept>
@@ -40,23 +41,23 @@ void CheckCounted(std::size_t count, std::size_t measured) {
 // Narrow and wide, by a locale
 //
 // The facet is given one character more than the text has, and may fill them
-// all without a terminator (after an embedded zero, for one): the buffers hold
-// a zero beyond the end that the facet knows.
+// all without a terminator (after an embedded zero, for one): there is a zero
+// beyond the end that the facet knows.
 
 std::wstring mbs_to_wcs(const std::string& text, const std::locale& loc) {
     const Facet& facet = std::use_facet<Facet>(loc);
     std::mbstate_t state{};
-    const std::size_t room = text.size() + 1;
-    const auto buffer = std::make_unique<wchar_t[]>(room + 1);
+    std::wstring wide(text.size() + 1, L'\0');
     const char* textNext = nullptr;
-    wchar_t* bufferNext = nullptr;
+    wchar_t* wideNext = nullptr;
     const auto result =
         facet.in(state, text.data(), text.data() + text.size(), textNext,
-                 buffer.get(), buffer.get() + room, bufferNext);
+                 wide.data(), wide.data() + wide.size(), wideNext);
     if (result == std::codecvt_base::error) {
         throw std::runtime_error("can't convert string to wstring");
     }
-    return std::wstring(buffer.get());
+    wide.resize(std::wcslen(wide.c_str()));
+    return wide;
 }
 
 std::string wcs_to_mbs(const std::wstring& text, const std::locale& loc) {
@@ -64,16 +65,24 @@ std::string wcs_to_mbs(const std::wstring& text, const std::locale& loc) {
     std::mbstate_t state{};
     const std::size_t room =
         static_cast<std::size_t>(facet.max_length()) * (text.size() + 1);
-    const auto buffer = std::make_unique<char[]>(room + 1);
+    // Not the result itself, which would keep several times its size.
+    char few[256];
+    std::unique_ptr<char[]> many;
+    char* buffer = few;
+    if (room < sizeof few) {
+        std::memset(few, 0, room + 1);
+    } else {
+        many = std::make_unique<char[]>(room + 1);
+        buffer = many.get();
+    }
     const wchar_t* textNext = nullptr;
     char* bufferNext = nullptr;
-    const auto result =
-        facet.out(state, text.data(), text.data() + text.size(), textNext,
-                  buffer.get(), buffer.get() + room, bufferNext);
+    const auto result = facet.out(state, text.data(), text.data() + text.size(),
+                                  textNext, buffer, buffer + room, bufferNext);
     if (result == std::codecvt_base::error) {
         throw std::runtime_error("can't convert wstring to string");
     }
-    return std::string(buffer.get());
+    return std::string(buffer);
 }
 
 // UTF-8, by the C library
@@ -81,13 +90,13 @@ std::string wcs_to_mbs(const std::wstring& text, const std::locale& loc) {
 std::wstring utf8_to_wcs(const std::string& text) {
     const std::size_t count = std::mbstowcs(nullptr, text.c_str(), 0);
     CheckMeasured(count, "Invalid UTF-8 sequence.");
-    const auto buffer = std::make_unique<wchar_t[]>(count + 1);
-    // The limit is more than the buffer holds; the text ends before either.
-    // Volatile, or a checked call that knows the buffer's size ends the
-    // program.
-    wchar_t* volatile const room = buffer.get();
+    std::wstring wide(count, L'\0');
+    // The limit is more than there is room for; the text ends before either,
+    // at its first zero, which is written to the terminator of the string.
+    // Volatile, or a checked call that knows the room's size ends the program.
+    wchar_t* volatile const room = wide.data();
     CheckCounted(std::mbstowcs(room, text.c_str(), 4 * count), count);
-    return std::wstring(buffer.get());
+    return wide;
 }
 
 std::string wcs_to_utf8(const std::wstring& text) {
