@@ -43,11 +43,11 @@ void Fill(SysTime& st, const std::tm& fields, long long milliseconds) {
 
 bool ToSysTime(ToFields toFields, long long t, SysTime& st) {
     const std::time_t seconds = SecondsOf(t);
-    std::tm fields = {};
+    std::tm fields;  // Every field is filled in, or none is read.
     if (toFields(&seconds, &fields) == nullptr) {
         return false;
     }
-    Fill(st, fields, t % 1000);
+    Fill(st, fields, t - seconds * 1000);
     return true;
 }
 
