@@ -2,6 +2,7 @@
 
 #include "Bases/Endian.h"
 
+#include <cstdint>
 #include <cstring>
 
 namespace Novu::Endian {
@@ -28,8 +29,9 @@ unsigned short Swap16(unsigned short value) {
 }
 
 unsigned long Swap32(unsigned long value) {
-    return (value & 0xFF) << 24 | (value & 0xFF00) << 8 |
-           (value >> 8 & 0xFF00) | (value >> 24 & 0xFF);
+    // In 32 bits, which compilers know for a reversal.
+    const auto low = static_cast<std::uint32_t>(value);
+    return low << 24 | (low & 0xFF00) << 8 | (low >> 8 & 0xFF00) | low >> 24;
 }
 
 unsigned long long Swap64(unsigned long long value) {
