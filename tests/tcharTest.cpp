@@ -174,6 +174,8 @@ TEST(tcharTest, TheLongFormsWriteAtMostTheir32LowestDigits) {
     EXPECT_EQ(ones, Text(_ultow, ULONG_MAX, 2));
     EXPECT_EQ(std::string(32, '0'), Text(_ultoa, 1UL << 32, 2));
     EXPECT_EQ("22122120101211020120210210211220", Text(_ultoa, ULONG_MAX, 3));
+    EXPECT_EQ(std::string(29, '0') + "101", Text(_ultow, 5UL << 32 | 5, 2));
+    EXPECT_EQ("1" + std::string(31, '0'), Text(_ultoa, 1UL << 31, 2));
 }
 
 // [tchar-3]
@@ -215,13 +217,83 @@ TEST(tcharTest, AgreesWithTheStandardLibraryInEveryRadix) {
     }
 }
 
-TEST(tcharTest, EveryNumberOfDigitsInRadix10) {
-    unsigned long long value = 1;
-    for (int digits = 1; digits <= 19; ++digits, value *= 10) {
-        for (const unsigned long long near : {value - 1, value, value + 1}) {
-            EXPECT_EQ(std::to_string(near), Text(_ui64toa, near, 10));
-            const auto negative = -static_cast<long long>(near);
-            EXPECT_EQ(std::to_string(negative), Text(_i64toa, negative, 10));
+// In every form that has room for it; `value` and what it is below 0.
+void ExpectDigits(unsigned long long value, int radix) {
+    SCOPED_TRACE(testing::Message() << value << " in radix " << radix);
+    const std::string digits = Digits(value, radix);
+    EXPECT_EQ(digits, Text(_ui64toa, value, radix));
+    EXPECT_EQ(digits, Text(_ui64tow, value, radix));
+    const auto asSigned = static_cast<long long>(value);
+    if (asSigned >= 0 || radix != 10) {
+        EXPECT_EQ(digits, Text(_i64toa, asSigned, radix));
+        EXPECT_EQ(digits, Text(_i64tow, asSigned, radix));
+    }
+    if (digits.size() <= 32) {
+        const auto asLong = static_cast<unsigned long>(value);
+        EXPECT_EQ(digits, Text(_ultoa, asLong, radix));
+        EXPECT_EQ(digits, Text(_ultow, asLong, radix));
+    }
+    const auto negative = static_cast<long long>(0 - value);
+    if (negative < 0) {
+        const std::string below0 =
+            radix == 10 ? "-" + digits : Digits(0 - value, radix);
+        EXPECT_EQ(below0, Text(_i64toa, negative, radix));
+        EXPECT_EQ(below0, Text(_i64tow, negative, radix));
+    }
+}
+
+TEST(tcharTest, EveryNumberOfDigitsInEveryRadix) {
+    for (int radix = 2; radix <= 36; ++radix) {
+        const auto base = static_cast<unsigned long long>(radix);
+        for (unsigned long long power = 1;; power *= base) {
+            for (const unsigned long long near :
+                 {power - 1, power, power + 1, power * (base - 1)}) {
+                ExpectDigits(near, radix);
+            }
+            if (power > ULLONG_MAX / base) {
+                break;
+            }
+        }
+        ExpectDigits(ULLONG_MAX, radix);
+    }
+}
+
+// Behind one digit or four, in numbers of up to 20 digits.
+TEST(tcharTest, EveryFourDigitsInEveryPlaceOfRadix10) {
+    for (int four = 0; four < 10000; ++four) {
+        const std::string digits = std::to_string(10000 + four).substr(1);
+        for (const std::string head : {"1", "1234"}) {
+            for (std::size_t groups = 1; groups <= 4; ++groups) {
+                for (std::size_t place = 0; place < groups; ++place) {
+                    std::string number = head;
+                    for (std::size_t group = 0; group < groups; ++group) {
+                        number += group == place ? digits : "9081";
+                    }
+                    char text[kRoom];
+                    _ui64toa(std::stoull(number), text, 10);
+                    ASSERT_EQ(number, text);
+                }
+            }
+        }
+    }
+}
+
+TEST(tcharTest, SmallNumbersInRadix10) {
+    for (unsigned int value = 0; value < 100000; ++value) {
+        char text[kRoom];
+        _ui64toa(value, text, 10);
+        ASSERT_EQ(std::to_string(value), text);
+    }
+}
+
+TEST(tcharTest, EveryByteInEveryPlaceOfRadices2And16) {
+    for (unsigned long long byte = 0; byte < 256; ++byte) {
+        for (unsigned int place = 0; place < 64; place += 8) {
+            for (const unsigned long long around : {0ULL, 0xA5ULL << 56}) {
+                const unsigned long long value = byte << place | around;
+                EXPECT_EQ(Digits(value, 16), Text(_ui64toa, value, 16));
+                EXPECT_EQ(Digits(value, 2), Text(_ui64toa, value, 2));
+            }
         }
     }
 }
@@ -244,9 +316,17 @@ TEST(tcharTest, TheNarrowNamesAreNotMangled) {
 }
 
 TEST(tcharTest, TheBufferNeedNotBeAligned) {
-    alignas(8) char room[kRoom];
-    EXPECT_EQ(room + 1, _i64toa(LLONG_MIN, room + 1, 10));
-    EXPECT_STREQ("-9223372036854775808", room + 1);
+    alignas(16) char room[kRoom + 16];
+    alignas(16) wchar_t wide[kRoom + 16];
+    for (std::size_t place = 0; place < 16; ++place) {
+        for (const int radix : {2, 3, 10, 16}) {
+            char* const text = room + place;
+            EXPECT_EQ(text, _i64toa(LLONG_MAX, text, radix));
+            EXPECT_EQ(Digits(LLONG_MAX, radix), text);
+            EXPECT_EQ(wide + place, _i64tow(LLONG_MAX, wide + place, radix));
+            EXPECT_EQ(Digits(LLONG_MAX, radix), Narrowed(wide + place));
+        }
+    }
 }
 
 }  // namespace
