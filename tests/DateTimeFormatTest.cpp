@@ -459,6 +459,28 @@ TEST(DateTimeFormatTest, AnyPatternIsReadByteByByte) {
     }
 }
 
+// However much text stands before a token, or between two.
+TEST(DateTimeFormatTest, TokensStandAtEveryPlace) {
+    // Every number at its longest.
+    const SysTime st =
+        At(-32768, -32767, -32766, -32765, -32764, -32763, -32762);
+    for (std::size_t length = 0; length <= 300; ++length) {
+        for (const char filler : {' ', 'S'}) {
+            // With a run of letters that stands for nothing, too.
+            const String pattern = String(length, filler) + "|yyyy-MM-dd HH|" +
+                                   String(length, filler) + "|fff";
+            ASSERT_EQ(Formatted(pattern, st), GetDateTimeFormat(pattern, st))
+                << length << " of " << filler;
+        }
+    }
+    String tokens;
+    for (std::size_t count = 0; count <= 100; ++count) {
+        ASSERT_EQ(Formatted(tokens, st), GetDateTimeFormat(tokens, st))
+            << count;
+        tokens += count % 3 == 0 ? "yyyy " : "FFF\\";
+    }
+}
+
 // Digits are not those of a locale.
 TEST(DateTimeFormatTest, NumbersAreNotGrouped) {
     struct Grouped : std::numpunct<char> {

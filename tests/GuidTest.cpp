@@ -13,6 +13,7 @@
 #include <boost/uuid/random_generator.hpp>
 #include <cerrno>
 #include <cstdint>
+#include <cstdio>
 #include <cstring>
 #include <iterator>
 #include <set>
@@ -326,6 +327,39 @@ TEST(GuidTest, PrintsInLowerCaseWithHyphens) {
         EXPECT_STREQ(kCountingText, buffer);
         EXPECT_EQ('J', buffer[37]) << "37 bytes, the terminator counted";
         EXPECT_EQ(kCountingText, Of(kCounting).ToString(format));
+    }
+}
+
+TEST(GuidTest, PrintsEveryByteInItsPlace) {
+    const std::size_t places[] = {0,  2,  4,  6,  9,  11, 14, 16,
+                                  19, 21, 24, 26, 28, 30, 32, 34};
+    for (int value = 1; value <= 255; ++value) {
+        char digits[3];
+        std::snprintf(digits, sizeof digits, "%02x", value);
+        for (std::size_t index = 0; index < 16; ++index) {
+            std::string expected = "00000000-0000-0000-0000-000000000000";
+            expected.replace(places[index], 2, digits);
+            const Guid guid =
+                Of(Single(index, static_cast<unsigned char>(value)));
+            char text[37];
+            EXPECT_TRUE(guid.ToString(text, 1));
+            EXPECT_EQ(expected, text);
+            EXPECT_EQ(expected, guid.ToString(1));
+            EXPECT_TRUE(guid.ToString(text, 0));
+            EXPECT_EQ(expected.substr(1, 34), text);
+            EXPECT_EQ(expected.substr(1, 34), guid.ToString(0));
+        }
+    }
+}
+
+TEST(GuidTest, ALongerTextIsReplaced) {
+    for (const std::size_t length : {0UL, 15UL, 33UL, 34UL, 36UL, 37UL, 99UL}) {
+        std::string text(length, 'J');
+        EXPECT_TRUE(Of(kCounting).ToString(text, 1));
+        EXPECT_EQ(kCountingText, text);
+        text.assign(length, 'J');
+        EXPECT_TRUE(Of(kCounting).ToString(text, 0));
+        EXPECT_EQ(std::string(kCountingText).substr(1, 34), text);
     }
 }
 

@@ -254,7 +254,7 @@ TEST(StringTest, AFacetsErrorIsThrown) {
 }
 
 TEST(StringTest, TheFacetGetsTheWholeTextAndAZeroedBuffer) {
-    for (const std::size_t size : {0UL, 1UL, 7UL, 5000UL}) {
+    for (const std::size_t size : {0UL, 1UL, 7UL, 83UL, 84UL, 85UL, 5000UL}) {
         ScriptedFacet::Plan plan;
         plan.width = 3;
         mbs_to_wcs(string(size, 'a'), Scripting(plan));
@@ -296,6 +296,48 @@ TEST(StringTest, EveryAnswerButErrorIsAccepted) {
         plan.writes = row.writes;
         EXPECT_EQ(row.wide, mbs_to_wcs("abc", Scripting(plan)));
         EXPECT_EQ(row.narrow, wcs_to_mbs(L"abc", Scripting(plan)));
+    }
+}
+
+TEST(StringTest, TheFacetMayFillItsWholeBuffer) {
+    for (std::size_t size = 0; size <= 300; ++size) {
+        ScriptedFacet::Plan plan;
+        plan.writes = 10000;
+        for (const int width : {1, 2, 6}) {
+            plan.width = width;
+            const std::size_t room =
+                static_cast<std::size_t>(width) * (size + 1);
+            EXPECT_EQ(string(room, 'w'),
+                      wcs_to_mbs(wstring(size, L'a'), Scripting(plan)));
+        }
+        EXPECT_EQ(wstring(size + 1, L'w'),
+                  mbs_to_wcs(string(size, 'a'), Scripting(plan)));
+    }
+}
+
+TEST(StringTest, TextsOfEveryLengthAreConvertedThereAndBack) {
+    const GlobalLocale utf8("C.utf8");
+    string narrow;
+    wstring wide;
+    for (std::size_t size = 0; size <= 300; ++size) {
+        EXPECT_EQ(wide, mbs_to_wcs(narrow));
+        EXPECT_EQ(narrow, wcs_to_mbs(wide));
+        if (size != 0) {
+            EXPECT_EQ(wide, utf8_to_wcs(narrow));
+        }
+        switch (size % 4) {
+            case 0:
+                narrow += kAstral;
+                wide += kWideAstral;
+                break;
+            case 1:
+                narrow += kAccented;
+                wide += kWideAccented;
+                break;
+            default:
+                narrow += 'a';
+                wide += L'a';
+        }
     }
 }
 
