@@ -51,7 +51,7 @@ constexpr std::array<char, 200> kPairs = [] {
 }();
 
 char* WritePair(char* to, unsigned int below100) {
-    std::memcpy(to, &kPairs[2 * below100], 2);
+    std::memcpy(to, &kPairs[std::size_t{2} * below100], 2);
     return to + 2;
 }
 

@@ -18,9 +18,10 @@ namespace {
 const std::size_t kDigitsOfLong = 32;
 const std::size_t kDigitsOfLongLong = 64;
 
-// The usual radices make eight digits at a time, as the bytes of one word, the
-// first digit in the lowest. How many digits a number has is hard to foresee
-// for a processor, so they are stored without asking: see StoreEnds.
+// Radices 10, 16 and 2 make eight digits at a time, as the bytes of one word,
+// the first digit in the lowest, and store them at once. What a word writes
+// beyond its digits, the next one covers; only a number of up to eight digits
+// in all is stored with care.
 
 using Word = std::uint64_t;
 
@@ -120,6 +121,9 @@ void WriteMagnitude(Word value, char* out) {
     Store(out + count - 8, Decimals(low));
 }
 
+// What writes in a radix is not inlined: each call ends in a jump to it, and
+// saves no registers for the others.
+
 [[gnu::noinline]] char* WriteDecimal(Word value, char* out) {
     WriteMagnitude(value, out);
     return out;
@@ -137,9 +141,9 @@ void WriteMagnitude(Word value, char* out) {
 constexpr std::array<std::uint16_t, 256> kHexadecimalPairs = [] {
     const std::string_view digits = "0123456789abcdef";
     std::array<std::uint16_t, 256> pairs{};
-    for (std::size_t byte = 0; byte < pairs.size(); ++byte) {
-        pairs[byte] = static_cast<std::uint16_t>(digits[byte / 16] |
-                                                 digits[byte % 16] << 8);
+    for (std::size_t value = 0; value != pairs.size(); ++value) {
+        pairs[value] = static_cast<std::uint16_t>(digits[value / 16] |
+                                                  digits[value % 16] << 8);
     }
     return pairs;
 }();
