@@ -41,7 +41,7 @@ const std::size_t kLongestField = 6;
 }
 
 // "00" to "99".
-constexpr std::array<char, 200> kPairs = [] {
+constexpr std::array<char, 200> kDecimalPairs = [] {
     std::array<char, 200> pairs{};
     for (std::size_t number = 0; number < 100; ++number) {
         pairs[2 * number] = static_cast<char>('0' + number / 10);
@@ -51,7 +51,7 @@ constexpr std::array<char, 200> kPairs = [] {
 }();
 
 char* WritePair(char* to, unsigned int below100) {
-    std::memcpy(to, &kPairs[std::size_t{2} * below100], 2);
+    std::memcpy(to, &kDecimalPairs[std::size_t{2} * below100], 2);
     return to + 2;
 }
 

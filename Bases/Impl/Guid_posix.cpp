@@ -49,7 +49,7 @@ const std::size_t kTextLength = 36;
 
 // "00" to "ff", two characters each.
 using Pair = std::uint16_t;
-constexpr std::array<Pair, 256> kPairs = [] {
+constexpr std::array<Pair, 256> kHexadecimalPairs = [] {
     const std::string_view digits = "0123456789abcdef";
     std::array<Pair, 256> pairs{};
     for (std::size_t value = 0; value != pairs.size(); ++value) {
@@ -70,7 +70,7 @@ void WriteText(char* out, const unsigned char* bytes) {
         out[place] = '-';
     }
     for (std::size_t index = 0; index < 16; ++index) {
-        const Pair pair = kPairs[bytes[index]];
+        const Pair pair = kHexadecimalPairs[bytes[index]];
         std::memcpy(out + kPlaces[index], &pair, sizeof pair);
     }
 }

@@ -138,7 +138,7 @@ void WriteMagnitude(Word value, char* out) {
 
 // Radix 16
 
-constexpr std::array<std::uint16_t, 256> kHexadecimalPairs = [] {
+constexpr std::array<std::uint16_t, 256> kDigitPairs = [] {
     const std::string_view digits = "0123456789abcdef";
     std::array<std::uint16_t, 256> pairs{};
     for (std::size_t value = 0; value != pairs.size(); ++value) {
@@ -150,10 +150,10 @@ constexpr std::array<std::uint16_t, 256> kHexadecimalPairs = [] {
 
 // The text of 32 bits.
 Word Hexadecimals(Word value) {
-    const Word first = kHexadecimalPairs[value >> 24 & 0xFF];
-    const Word second = kHexadecimalPairs[value >> 16 & 0xFF];
-    const Word third = kHexadecimalPairs[value >> 8 & 0xFF];
-    const Word fourth = kHexadecimalPairs[value & 0xFF];
+    const Word first = kDigitPairs[value >> 24 & 0xFF];
+    const Word second = kDigitPairs[value >> 16 & 0xFF];
+    const Word third = kDigitPairs[value >> 8 & 0xFF];
+    const Word fourth = kDigitPairs[value & 0xFF];
     return first | second << 16 | third << 32 | fourth << 48;
 }
 
