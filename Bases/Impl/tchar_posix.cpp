@@ -159,13 +159,23 @@ Word Hexadecimals(Word value) {
 
 [[gnu::noinline]] char* WriteHexadecimal(Word value, char* out) {
     const unsigned int count = (CountBits(value) + 3) / 4;
-    if (count <= 8) {
-        StoreLast(out, Hexadecimals(value), count);
-    } else {
-        out[count] = '\0';
-        StoreFirst(out, Hexadecimals(value >> 32), count - 8);
-        Store(out + count - 8, Hexadecimals(value));
+    const Word last = Hexadecimals(value);
+    if (count < 4) {
+        StoreLast(out, last, count);
+        return out;
     }
+    // Four digits at either end, and four more inside of them where there are
+    // as many; where there are not, the same once more. Whether there are more
+    // than eight is a branch that no processor foresees.
+    const Word first = Hexadecimals(value << (4 * (16 - count)) >> 32);
+    const unsigned int inside = count >= 8 ? 4 : 0;
+    char* const end = out + count;
+    Store(out, static_cast<std::uint32_t>(first));
+    Store(out + inside, static_cast<std::uint32_t>(first >> (8 * inside)));
+    Store(end - 4 - inside,
+          static_cast<std::uint32_t>(last >> (32 - 8 * inside)));
+    Store(end - 4, static_cast<std::uint32_t>(last >> 32));
+    *end = '\0';
     return out;
 }
 
