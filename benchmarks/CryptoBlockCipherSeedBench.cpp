@@ -1,183 +1,394 @@
-// The cipher SEED, beside OpenSSL and libgcrypt. All of them work without
-// chaining (ECB) and into memory of their caller's, but for this library, which
-// gives out a new buffer at each call.
+// The cipher SEED without chaining (ECB), beside OpenSSL, libgcrypt, Botan and
+// Crypto++. The peers work into memory of their caller's; the library gives out
+// a new buffer at each call. OpenSSL's functions below EVP are taken, since
+// what EVP costs at each call is no part of the cipher.
+
+#define OPENSSL_SUPPRESS_DEPRECATED  // What is below EVP.
 
 #include "Bases/CryptoBlockCipherSeed.h"
 
 #include <benchmark/benchmark.h>
+#include <botan/block_cipher.h>
+#include <crypto++/modes.h>
+#include <crypto++/seed.h>
 #include <gcrypt.h>
-#include <openssl/evp.h>
-#include <openssl/provider.h>
+#include <openssl/seed.h>
 
+#include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <memory>
+#include <string>
+#include <type_traits>
 #include <vector>
+
+#include "Bases/Seed.h"
+#include "benchmarks/Bench.h"
 
 namespace {
 
 using Bytes = std::vector<unsigned char>;
 
-const Bytes kKey = {0x00, 0x01, 0x02, 0x03, 0x04, 0x05, 0x06, 0x07,
-                    0x08, 0x09, 0x0A, 0x0B, 0x0C, 0x0D, 0x0E, 0x0F};
+const std::size_t kBlock = 16;
 
 enum class Direction { kEncrypt, kDecrypt };
 
-Bytes Message(benchmark::State& state) {
-    return Bytes(static_cast<std::size_t>(state.range(0)), 'x');
+// The library reads words in the host's byte order, [seed-1]; the peers get
+// each word of key and message reversed, and so is each of what they give.
+Bytes WithWordsReversed(Bytes bytes) {
+    for (auto word = bytes.begin(); word != bytes.end(); word += 4) {
+        std::reverse(word, word + 4);
+    }
+    return bytes;
 }
 
-void CountBytes(benchmark::State& state) {
-    state.SetBytesProcessed(state.iterations() * state.range(0));
+Bytes Random(std::size_t size) {
+    const std::string bytes = bench::RandomBytes(size);
+    return {bytes.begin(), bytes.end()};
 }
 
-template <Direction direction>
-void NovuSeed(benchmark::State& state) {
-    Bytes message = Message(state);
-    Novu::CryptoBlockCipherSeed seed;
-    seed.Create();
-    seed.SetUserSecretKey(kKey.data());
-    for (auto _ : state) {
+const Bytes& OwnKey() {
+    static const Bytes key = Random(16);
+    return key;
+}
+
+const Bytes& PeersKey() {
+    static const Bytes key = WithWordsReversed(OwnKey());
+    return key;
+}
+
+// Each of the following is made for a direction and a size, and transforms
+// messages of that size; what it answers lasts until the next one. One that
+// could not be made is not ready.
+
+class NovuSeed {
+public:
+    NovuSeed(Direction wanted, std::size_t /*size*/) : direction(wanted) {
+        cipher.Create();
+        cipher.SetUserSecretKey(OwnKey().data());
+    }
+    bool IsReady() const { return true; }
+
+    const unsigned char* Transform(Bytes& message) {
         unsigned long consumed = 0;
         unsigned long length = 0;
-        unsigned char* output = nullptr;
+        unsigned char* made = nullptr;
         if (direction == Direction::kEncrypt) {
-            seed.Encrypt(message.data(), message.size(), consumed, output,
-                         length);
+            cipher.Encrypt(message.data(), message.size(), consumed, made,
+                           length);
         } else {
-            seed.Decrypt(message.data(), message.size(), consumed, output,
-                         length);
+            cipher.Decrypt(message.data(), message.size(), consumed, made,
+                           length);
         }
-        benchmark::DoNotOptimize(output);
-        delete[] output;
+        output.reset(made);
+        return made;
     }
-    CountBytes(state);
-}
 
-// SEED is one of the ciphers that OpenSSL has set apart as legacy.
-bool LoadLegacy() {
-    static OSSL_PROVIDER* const provider =
-        OSSL_PROVIDER_load(nullptr, "legacy");
-    return provider != nullptr;
-}
+private:
+    Novu::CryptoBlockCipherSeed cipher;
+    Direction direction;
+    std::unique_ptr<unsigned char[]> output;
+};
 
-template <Direction direction>
-void OpenSslSeed(benchmark::State& state) {
-    if (!LoadLegacy()) {
-        state.SkipWithError("OpenSSL has no legacy provider");
-        return;
+class OpenSslSeed {
+public:
+    OpenSslSeed(Direction direction, std::size_t size)
+        : encrypts(direction == Direction::kEncrypt ? 1 : 0), output(size) {
+        ::SEED_set_key(PeersKey().data(), &schedule);
     }
-    const Bytes message = Message(state);
-    Bytes output(message.size() + 16);
-    const std::unique_ptr<EVP_CIPHER_CTX, decltype(&EVP_CIPHER_CTX_free)>
-        context(EVP_CIPHER_CTX_new(), &EVP_CIPHER_CTX_free);
-    int length = 0;
-    if (EVP_CipherInit_ex(context.get(), EVP_seed_ecb(), nullptr, kKey.data(),
-                          nullptr,
-                          direction == Direction::kEncrypt ? 1 : 0) != 1 ||
-        EVP_CIPHER_CTX_set_padding(context.get(), 0) != 1 ||
-        EVP_CipherUpdate(context.get(), output.data(), &length, message.data(),
-                         static_cast<int>(message.size())) != 1 ||
-        length != static_cast<int>(message.size())) {
-        state.SkipWithError("OpenSSL refuses SEED");
-        return;
-    }
-    for (auto _ : state) {
-        EVP_CipherUpdate(context.get(), output.data(), &length, message.data(),
-                         static_cast<int>(message.size()));
-        benchmark::DoNotOptimize(output.data());
-        benchmark::ClobberMemory();
-    }
-    CountBytes(state);
-}
+    bool IsReady() const { return true; }
 
-template <Direction direction>
-void GcryptSeed(benchmark::State& state) {
-    const Bytes message = Message(state);
-    Bytes output(message.size());
-    gcry_check_version(nullptr);
-    gcry_cipher_hd_t handle = nullptr;
-    if (gcry_cipher_open(&handle, GCRY_CIPHER_SEED, GCRY_CIPHER_MODE_ECB, 0) !=
-        0) {
-        state.SkipWithError("libgcrypt has no SEED");
-        return;
+    const unsigned char* Transform(const Bytes& message) {
+        for (std::size_t at = 0; at < message.size(); at += kBlock) {
+            ::SEED_ecb_encrypt(&message[at], &output[at], &schedule, encrypts);
+        }
+        return output.data();
     }
-    if (gcry_cipher_setkey(handle, kKey.data(), kKey.size()) != 0 ||
-        gcry_cipher_encrypt(handle, output.data(), output.size(),
-                            message.data(), message.size()) != 0) {
-        state.SkipWithError("libgcrypt refuses SEED");
+
+private:
+    SEED_KEY_SCHEDULE schedule;
+    int encrypts;
+    Bytes output;
+};
+
+class GcryptSeed {
+public:
+    GcryptSeed(Direction wanted, std::size_t size)
+        : direction(wanted), output(size) {
+        ::gcry_check_version(nullptr);
+        ready = ::gcry_cipher_open(&handle, GCRY_CIPHER_SEED,
+                                   GCRY_CIPHER_MODE_ECB, 0) == 0 &&
+                ::gcry_cipher_setkey(handle, PeersKey().data(),
+                                     PeersKey().size()) == 0;
     }
-    for (auto _ : state) {
+    GcryptSeed(const GcryptSeed&) = delete;
+    GcryptSeed& operator=(const GcryptSeed&) = delete;
+    ~GcryptSeed() { ::gcry_cipher_close(handle); }
+
+    bool IsReady() const { return ready; }
+
+    const unsigned char* Transform(const Bytes& message) {
         if (direction == Direction::kEncrypt) {
-            gcry_cipher_encrypt(handle, output.data(), output.size(),
-                                message.data(), message.size());
+            ::gcry_cipher_encrypt(handle, output.data(), output.size(),
+                                  message.data(), message.size());
         } else {
-            gcry_cipher_decrypt(handle, output.data(), output.size(),
-                                message.data(), message.size());
+            ::gcry_cipher_decrypt(handle, output.data(), output.size(),
+                                  message.data(), message.size());
         }
-        benchmark::DoNotOptimize(output.data());
-        benchmark::ClobberMemory();
+        return output.data();
     }
-    gcry_cipher_close(handle);
-    CountBytes(state);
-}
 
-// The key schedule
+    void SetKey() {
+        ::gcry_cipher_setkey(handle, PeersKey().data(), PeersKey().size());
+    }
 
-void NovuSeedKey(benchmark::State& state) {
-    Novu::CryptoBlockCipherSeed seed;
-    seed.Create();
-    for (auto _ : state) {
-        benchmark::DoNotOptimize(seed.SetUserSecretKey(kKey.data()));
-        benchmark::ClobberMemory();
-    }
-}
-
-void OpenSslSeedKey(benchmark::State& state) {
-    if (!LoadLegacy()) {
-        state.SkipWithError("OpenSSL has no legacy provider");
-        return;
-    }
-    const std::unique_ptr<EVP_CIPHER_CTX, decltype(&EVP_CIPHER_CTX_free)>
-        context(EVP_CIPHER_CTX_new(), &EVP_CIPHER_CTX_free);
-    if (EVP_CipherInit_ex(context.get(), EVP_seed_ecb(), nullptr, kKey.data(),
-                          nullptr, 1) != 1) {
-        state.SkipWithError("OpenSSL refuses SEED");
-        return;
-    }
-    for (auto _ : state) {
-        EVP_CipherInit_ex(context.get(), nullptr, nullptr, kKey.data(), nullptr,
-                          1);
-        benchmark::ClobberMemory();
-    }
-}
-
-void GcryptSeedKey(benchmark::State& state) {
-    gcry_check_version(nullptr);
+private:
     gcry_cipher_hd_t handle = nullptr;
-    if (gcry_cipher_open(&handle, GCRY_CIPHER_SEED, GCRY_CIPHER_MODE_ECB, 0) !=
-        0) {
-        state.SkipWithError("libgcrypt has no SEED");
+    bool ready = false;
+    Direction direction;
+    Bytes output;
+};
+
+class BotanSeed {
+public:
+    BotanSeed(Direction wanted, std::size_t size)
+        : cipher(Botan::BlockCipher::create("SEED")),
+          direction(wanted),
+          output(size) {
+        if (cipher) {
+            cipher->set_key(PeersKey());
+        }
+    }
+    bool IsReady() const { return cipher != nullptr; }
+
+    const unsigned char* Transform(const Bytes& message) {
+        if (direction == Direction::kEncrypt) {
+            cipher->encrypt_n(message.data(), output.data(),
+                              message.size() / kBlock);
+        } else {
+            cipher->decrypt_n(message.data(), output.data(),
+                              message.size() / kBlock);
+        }
+        return output.data();
+    }
+
+    void SetKey() { cipher->set_key(PeersKey()); }
+
+private:
+    std::unique_ptr<Botan::BlockCipher> cipher;
+    Direction direction;
+    Bytes output;
+};
+
+class CryptoPpSeed {
+public:
+    CryptoPpSeed(Direction direction, std::size_t size) : output(size) {
+        using Mode = CryptoPP::ECB_Mode<CryptoPP::SEED>;
+        if (direction == Direction::kEncrypt) {
+            cipher = std::make_unique<Mode::Encryption>();
+        } else {
+            cipher = std::make_unique<Mode::Decryption>();
+        }
+        cipher->SetKey(PeersKey().data(), PeersKey().size());
+    }
+    bool IsReady() const { return true; }
+
+    const unsigned char* Transform(const Bytes& message) {
+        cipher->ProcessData(output.data(), message.data(), message.size());
+        return output.data();
+    }
+
+private:
+    std::unique_ptr<CryptoPP::SymmetricCipher> cipher;
+    Bytes output;
+};
+
+// Whole messages
+
+template <typename Peer, Direction direction>
+void Message(benchmark::State& state) {
+    const std::size_t size = bench::Size(state);
+    Peer peer(direction, size);
+    if (!peer.IsReady()) {
+        state.SkipWithError("this build of the peer has no SEED");
         return;
     }
+    Bytes message = Random(size);
+    if constexpr (!std::is_same_v<Peer, NovuSeed>) {
+        NovuSeed own(direction, size);
+        static bench::Agreement agreement;
+        if (!agreement.Holds(state, state.range(0), [&] {
+                const unsigned char* const expected = own.Transform(message);
+                Bytes reversed = WithWordsReversed(message);
+                const unsigned char* const given = peer.Transform(reversed);
+                return WithWordsReversed({given, given + size}) ==
+                       Bytes(expected, expected + size);
+            })) {
+            return;
+        }
+        message = WithWordsReversed(message);
+    }
     for (auto _ : state) {
-        gcry_cipher_setkey(handle, kKey.data(), kKey.size());
+        benchmark::DoNotOptimize(peer.Transform(message));
         benchmark::ClobberMemory();
     }
-    gcry_cipher_close(handle);
+    bench::CountBytes(state);
 }
 
 void Sizes(benchmark::internal::Benchmark* benchmark) {
-    benchmark->Arg(16)->Arg(1 << 10)->Arg(1 << 20)->Arg(1 << 24);
+    for (const int size : {16, 64, 256, 1 << 10, 1 << 12, 1 << 16, 1 << 20}) {
+        benchmark->Arg(size);
+    }
+    benchmark->Arg(1 << 24);
 }
 
-BENCHMARK(NovuSeed<Direction::kEncrypt>)->Apply(Sizes);
-BENCHMARK(OpenSslSeed<Direction::kEncrypt>)->Apply(Sizes);
-BENCHMARK(GcryptSeed<Direction::kEncrypt>)->Apply(Sizes);
-BENCHMARK(NovuSeed<Direction::kDecrypt>)->Apply(Sizes);
-BENCHMARK(OpenSslSeed<Direction::kDecrypt>)->Apply(Sizes);
-BENCHMARK(GcryptSeed<Direction::kDecrypt>)->Apply(Sizes);
-BENCHMARK(NovuSeedKey);
-BENCHMARK(OpenSslSeedKey);
-BENCHMARK(GcryptSeedKey);
+BENCHMARK(Message<NovuSeed, Direction::kEncrypt>)
+    ->Name("Encrypt/Novu")
+    ->Apply(Sizes);
+BENCHMARK(Message<OpenSslSeed, Direction::kEncrypt>)
+    ->Name("Encrypt/OpenSSL")
+    ->Apply(Sizes);
+BENCHMARK(Message<GcryptSeed, Direction::kEncrypt>)
+    ->Name("Encrypt/libgcrypt")
+    ->Apply(Sizes);
+BENCHMARK(Message<BotanSeed, Direction::kEncrypt>)
+    ->Name("Encrypt/Botan")
+    ->Apply(Sizes);
+BENCHMARK(Message<CryptoPpSeed, Direction::kEncrypt>)
+    ->Name("Encrypt/Crypto++")
+    ->Apply(Sizes);
+BENCHMARK(Message<NovuSeed, Direction::kDecrypt>)
+    ->Name("Decrypt/Novu")
+    ->Apply(Sizes);
+BENCHMARK(Message<OpenSslSeed, Direction::kDecrypt>)
+    ->Name("Decrypt/OpenSSL")
+    ->Apply(Sizes);
+BENCHMARK(Message<GcryptSeed, Direction::kDecrypt>)
+    ->Name("Decrypt/libgcrypt")
+    ->Apply(Sizes);
+BENCHMARK(Message<BotanSeed, Direction::kDecrypt>)
+    ->Name("Decrypt/Botan")
+    ->Apply(Sizes);
+BENCHMARK(Message<CryptoPpSeed, Direction::kDecrypt>)
+    ->Name("Decrypt/Crypto++")
+    ->Apply(Sizes);
+
+// One block by the function for it
+
+class NovuBlock {
+public:
+    NovuBlock() { SeedRoundKey(roundKeys, OwnKey().data()); }
+    void Encrypt(Bytes& block) { SeedEncrypt(block.data(), roundKeys); }
+
+private:
+    std::uint32_t roundKeys[32];
+};
+
+class OpenSslBlock {
+public:
+    OpenSslBlock() { ::SEED_set_key(PeersKey().data(), &schedule); }
+    void Encrypt(Bytes& block) {
+        ::SEED_encrypt(block.data(), block.data(), &schedule);
+    }
+
+private:
+    SEED_KEY_SCHEDULE schedule;
+};
+
+class BotanBlock {
+public:
+    BotanBlock() { cipher->set_key(PeersKey()); }
+    void Encrypt(Bytes& block) {
+        cipher->encrypt_n(block.data(), block.data(), 1);
+    }
+
+private:
+    std::unique_ptr<Botan::BlockCipher> cipher =
+        Botan::BlockCipher::create_or_throw("SEED");
+};
+
+class CryptoPpBlock {
+public:
+    void Encrypt(Bytes& block) { cipher.ProcessBlock(block.data()); }
+
+private:
+    CryptoPP::SEED::Encryption cipher{PeersKey().data(), PeersKey().size()};
+};
+
+template <typename Peer>
+void Block(benchmark::State& state) {
+    Peer peer;
+    Bytes block = Random(kBlock);
+    if constexpr (!std::is_same_v<Peer, NovuBlock>) {
+        static bench::Agreement agreement;
+        if (!agreement.Holds(state, 0, [&] {
+                Bytes expected = block;
+                NovuBlock().Encrypt(expected);
+                Bytes given = WithWordsReversed(block);
+                peer.Encrypt(given);
+                return WithWordsReversed(given) == expected;
+            })) {
+            return;
+        }
+    }
+    // It is encrypted over and over, so that no call can begin before the one
+    // before it has ended.
+    for (auto _ : state) {
+        peer.Encrypt(block);
+        benchmark::ClobberMemory();
+    }
+}
+
+BENCHMARK(Block<NovuBlock>)->Name("Block/Novu");
+BENCHMARK(Block<OpenSslBlock>)->Name("Block/OpenSSL");
+BENCHMARK(Block<BotanBlock>)->Name("Block/Botan");
+BENCHMARK(Block<CryptoPpBlock>)->Name("Block/Crypto++");
+
+// The key schedule
+
+void KeyNovu(benchmark::State& state) {
+    std::uint32_t roundKeys[32];
+    for (auto _ : state) {
+        SeedRoundKey(roundKeys, OwnKey().data());
+        benchmark::DoNotOptimize(roundKeys);
+        benchmark::ClobberMemory();
+    }
+}
+
+void KeyOpenSsl(benchmark::State& state) {
+    SEED_KEY_SCHEDULE schedule;
+    for (auto _ : state) {
+        ::SEED_set_key(PeersKey().data(), &schedule);
+        benchmark::DoNotOptimize(schedule);
+        benchmark::ClobberMemory();
+    }
+}
+
+template <typename Peer>
+void Key(benchmark::State& state) {
+    Peer peer(Direction::kEncrypt, kBlock);
+    if (!peer.IsReady()) {
+        state.SkipWithError("this build of the peer has no SEED");
+        return;
+    }
+    for (auto _ : state) {
+        peer.SetKey();
+        benchmark::ClobberMemory();
+    }
+}
+
+void KeyCryptoPp(benchmark::State& state) {
+    CryptoPP::SEED::Encryption cipher;
+    for (auto _ : state) {
+        cipher.SetKey(PeersKey().data(), PeersKey().size());
+        benchmark::ClobberMemory();
+    }
+}
+
+BENCHMARK(KeyNovu)->Name("KeySchedule/Novu");
+BENCHMARK(KeyOpenSsl)->Name("KeySchedule/OpenSSL");
+BENCHMARK(Key<GcryptSeed>)->Name("KeySchedule/libgcrypt");
+BENCHMARK(Key<BotanSeed>)->Name("KeySchedule/Botan");
+BENCHMARK(KeyCryptoPp)->Name("KeySchedule/Crypto++");
 
 }  // namespace

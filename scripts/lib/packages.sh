@@ -19,7 +19,12 @@ apt_names() {
             apt_names package
             ;;
         package) echo dpkg-dev ;;
-        bench) echo libbenchmark-dev libssl-dev libgcrypt20-dev ;;
+        # Beside the first and the last: what the library is compared with.
+        bench)
+            echo libbenchmark-dev libbotan-2-dev libcrypto++-dev libfmt-dev \
+                libgcrypt20-dev libglib2.0-dev libpoco-dev libpugixml-dev \
+                libssl-dev nettle-dev uuid-dev python3
+            ;;
         clang) echo clang ;;
         fuzz) echo clang libclang-rt-dev llvm ;; # llvm names the functions.
         # npm brings a compiler. Whoever has it from elsewhere keeps that.
@@ -43,7 +48,10 @@ brew_names() {
     case "$1" in
         build) echo cmake ninja pkgconf boost ;;
         test) echo googletest openssl ;;
-        bench) echo google-benchmark openssl libgcrypt ;;
+        bench)
+            echo google-benchmark botan@2 cryptopp fmt libgcrypt glib poco \
+                pugixml openssl nettle python3
+            ;;
         clang) ;;
         fuzz) fail "Apple's compiler has no libFuzzer: fuzz on Linux" ;;
         macos) fail "on macOS, the build itself is the check" ;;
