@@ -1,0 +1,4 @@
+#include "Bases/Bits.h"
+#include "benchmarks/start/Use.h"
+
+void Use() { Novu::Bits bits; }

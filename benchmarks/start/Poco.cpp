@@ -1,0 +1,5 @@
+#include <Poco/Environment.h>
+
+#include "benchmarks/start/Use.h"
+
+void Use() { Poco::Environment::libraryVersion(); }
