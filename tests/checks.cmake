@@ -25,6 +25,15 @@ foreach(check IN ITEMS layers platforms quotes stems surprises)
     )
 endforeach()
 
+find_package(Python3 COMPONENTS Interpreter)
+if(Python3_Interpreter_FOUND)
+    novu_check(
+        bench-report
+        LABEL check
+        COMMAND ${Python3_EXECUTABLE} -B tests/bench_report_test.py
+    )
+endif()
+
 # The programs that the pages show, by what they print
 
 # novu_example(NAME PROGRAM target PRINTS lines [ARGUMENTS argument...])

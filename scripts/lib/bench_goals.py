@@ -1,0 +1,180 @@
+"""How fast the library is meant to be, and what docs/performance.md shows.
+
+A goal is a throughput, as a multiple of that of the best peer, or of the best
+of those named. Where it depends on the processor, the first line whose features
+the processor has is the one that holds.
+"""
+
+import dataclasses
+
+GROWTH = 1.1  # The greatest exponent of what is linear.
+LIBRARY_BYTES = 250 * 1024  # Of the shared library, stripped.
+
+# What grows faster by its contract, and where that is said.
+NOT_LINEAR = {("Buffer", "AppendGrowing"): "[buffer-3]"}
+
+
+@dataclasses.dataclass(frozen=True)
+class Goal:
+    """For the cases of a service with these names and arguments from `least`
+    to `most`; the peer of another case where `beside` names that."""
+
+    service: str
+    cases: str  # Names with spaces between.
+    ratios: tuple = ()  # (ratio, features with spaces between), ...
+    peers: tuple = ()
+    least: int = 0
+    most: int = 1 << 62
+    beside: str = ""
+    nanoseconds: float = 0.0  # At most, instead of a ratio.
+
+
+def plain(ratio):
+    return ((ratio, ""),)
+
+
+_BASE64 = ("OpenSSL", "GLib", "nettle")
+
+GOALS = (
+    Goal("CryptoBlockCipherSeed", "Encrypt Decrypt",
+         ((22, "avx512bw gfni"), (11, "avx2 gfni"), (5.5, "avx2 aes"),
+          (3, "")), ("OpenSSL",), least=4096),
+    Goal("CryptoBlockCipherSeed", "Block", plain(1.15), ("OpenSSL",)),
+    Goal("CryptoBlockCipherSeed", "KeySchedule", plain(1), ("OpenSSL",)),
+    Goal("CryptoHashMd5", "Digest", ((1.15, "avx512vl"), (1.03, "")),
+         ("OpenSSL",), least=1024),
+    Goal("CryptoHashMd5", "Digest", plain(1.1), ("OpenSSL",), 64, 64),
+    Goal("Base64", "Encode", plain(15), _BASE64, 1 << 10, 1 << 10),
+    Goal("Base64", "Encode", plain(6), _BASE64, 1 << 20, 1 << 20),
+    Goal("Base64", "Decode", plain(8), _BASE64, 1 << 10, 1 << 10),
+    Goal("Base64", "Decode", plain(5), _BASE64, 1 << 20, 1 << 20),
+    Goal("Base64", "EncodeOwnAlphabet", plain(1), ("OpenSSL",),
+         beside="Encode"),
+    Goal("Base64", "DecodeOwnAlphabet", plain(1), ("OpenSSL",),
+         beside="Decode"),
+    Goal("Bits", "Count", plain(15), least=1000000),
+    Goal("Bits", "And Or Xor Compare", plain(0.95), least=1000000),
+    Goal("Bits", "ToText", plain(25), least=1000000),
+    Goal("Bits", "FromText", plain(50), least=1000000),
+    Goal("tchar", "Radix10", plain(1.1)),
+    Goal("tchar", "Radix16 Radix2", plain(2)),
+    Goal("Date", "DayNumber", plain(1 / 1.7)),
+    Goal("Date", "Weekday", plain(1 / 1.4)),
+    Goal("Time", "ToUtc ToLocal FromLocal", plain(1 / 1.05)),
+    Goal("DateTimeFormat", "Record", plain(1.8), ("fmt",)),
+    Goal("Guid", "ToText ToString", plain(1.8), ("Boost",)),
+    Goal("Guid", "Generate", plain(1 / 1.1)),
+    Goal("String", "MbsToWcs WcsToMbs Utf8ToWcs WcsToUtf8", plain(1 / 1.05)),
+    Goal("ThreadSync", "LockUnlock", plain(1 / 1.05)),
+    Goal("Sem", "SetAndWait", plain(1 / 1.1), ("Futex",)),
+    Goal("Sem", "Poll", nanoseconds=10),
+    Goal("Sem", "PingPong", plain(1 / 1.1), ("Futex",)),
+    Goal("ThreadPool", "Tasks", plain(1.4), ("asio",)),
+    Goal("ThreadPool", "RoundTrip", plain(1 / 1.2), ("asio",)),
+    Goal("FileFind", "Walk", plain(1 / 1.05), ("readdir + fstatat",)),
+    Goal("FileSys", "Copy", plain(1 / 1.02), ("read + write 1024",),
+         least=1 << 20),
+    Goal("XmlDoc", "WriteUtf8", plain(1 / 1.2), ("libxml2",)),
+    Goal("XmlDoc", "WriteLatin1", plain(1.25), ("libxml2 + iconv",)),
+    Goal("XmlDoc", "ReadUtf8", plain(1 / 1.1), ("libxml2",)),
+)
+
+
+@dataclasses.dataclass(frozen=True)
+class Chart:
+    """A file docs/performance/NAME.svg; its bars are these cases, each
+    "Service Case" or "Service Case argument"."""
+
+    name: str
+    title: str
+    cases: tuple
+
+
+CHARTS = (
+    Chart("seed", "SEED: messages, one block, the key schedule", (
+        "CryptoBlockCipherSeed Encrypt 1024",
+        "CryptoBlockCipherSeed Encrypt 65536",
+        "CryptoBlockCipherSeed Encrypt 16777216",
+        "CryptoBlockCipherSeed Decrypt 65536",
+        "CryptoBlockCipherSeed Block",
+        "CryptoBlockCipherSeed KeySchedule")),
+    Chart("md5", "MD5", (
+        "CryptoHashMd5 Digest 64", "CryptoHashMd5 Digest 1024",
+        "CryptoHashMd5 Digest 1048576", "CryptoHashMd5 HexText")),
+    Chart("base64", "Base64", (
+        "Base64 Encode 32", "Base64 Encode 1024", "Base64 Encode 1048576",
+        "Base64 Decode 32", "Base64 Decode 1024", "Base64 Decode 1048576")),
+    Chart("bits", "Sets of 1,000,000 bits", tuple(
+        f"Bits {case} 1000000"
+        for case in ("Count", "And", "Compare", "ToText", "FromText"))),
+    Chart("text", "Numbers, dates and identifiers as text", (
+        "tchar Radix10", "tchar Radix16", "tchar Radix2",
+        "DateTimeFormat Record", "Guid ToText", "Guid FromText")),
+    Chart("dates", "Calendar and clock", (
+        "Date DayNumber", "Date Weekday", "Time ToUtc", "Time ToLocal",
+        "Time FromLocal")),
+    Chart("threads", "Locks, events, threads, tasks", (
+        "ThreadSync LockUnlock", "Sem SetAndWait", "Sem Poll", "Sem PingPong",
+        "Thread StartAndJoin", "ThreadPool Tasks", "ThreadPool RoundTrip")),
+    Chart("files", "Buffers, directories, copies", (
+        "Buffer AppendReserved 1048576", "Buffer Consume 1048576",
+        "FileFind Walk 10000", "FileSys Copy 67108864")),
+    Chart("xml", "XML, 10,000 elements", tuple(
+        f"XmlDoc {case} 10000"
+        for case in ("WriteUtf8", "WriteLatin1", "ReadUtf8"))),
+)
+
+
+@dataclasses.dataclass
+class Verdict:
+    goal: Goal
+    case: str  # The one that is farthest from the goal, or all of them.
+    peer: str
+    wanted: str
+    found: str
+    met: bool  # None where it was not measured.
+
+
+def ratio_for(goal, features):
+    for ratio, needed in goal.ratios:
+        if set(needed.split()) <= features:
+            return ratio
+    return None
+
+
+def judge(goal, cases, features):
+    """The verdict over all cases that a goal is for: that of the slowest."""
+    chosen = [case for case in cases
+              if case.service == goal.service
+              and case.name in goal.cases.split()
+              and (not case.argument.isdecimal()
+                   or goal.least <= int(case.argument) <= goal.most)
+              and case.own]
+    peer = " or ".join(goal.peers) or "the best peer"
+    if goal.nanoseconds:
+        wanted = f"at most {goal.nanoseconds:g} ns"
+        if chosen:
+            worst = max(chosen, key=lambda case: case.own.median)
+            found = worst.own.median * 1e9
+            return Verdict(goal, worst.label, "", wanted, f"{found:.3g} ns",
+                           found <= goal.nanoseconds)
+        return Verdict(goal, goal.cases, "", wanted, "", None)
+    ratio = ratio_for(goal, features)
+    wanted = f"{ratio:.3g}"
+    ratios = [(found, case.label) for case in chosen
+              if (found := _ratio(goal, case, cases)) is not None]
+    if not ratios:
+        return Verdict(goal, goal.cases, peer, wanted, "", None)
+    found, label = min(ratios)
+    return Verdict(goal, label, peer, wanted, f"{found:.3g}", found >= ratio)
+
+
+def _ratio(goal, case, cases):
+    if not goal.beside:
+        return case.ratio(goal.peers)
+    for other in cases:
+        if (other.service, other.name, other.argument) == (
+                case.service, goal.beside, case.argument):
+            best = other.best(goal.peers)
+            return best.median / case.own.median if best else None
+    return None
