@@ -195,6 +195,12 @@ class GoalsTest(unittest.TestCase):
         self.assertEqual(("Find 2", "1.5", False),
                          (verdict.case, verdict.found, verdict.met))
 
+    def test_names_are_patterns(self):
+        verdict = self.judge(
+            run("SortAll/Novu", 10), run("SortAll/Other", 30),
+            run("Resort/Novu", 10), run("Resort/Other", 1), cases="Sort*")
+        self.assertEqual(("SortAll", True), (verdict.case, verdict.met))
+
     def test_arguments_outside_are_left_out(self):
         verdict = self.judge(
             run("Sort/Novu/1", 10), run("Sort/Other/1", 1),
@@ -224,8 +230,10 @@ class GoalsTest(unittest.TestCase):
 
     def test_a_limit_of_time(self):
         for limit, met in ((10, True), (9, False)):
-            verdict = self.judge(run("Sort/Novu", 10), nanoseconds=limit)
-            self.assertIs(met, verdict.met)
+            verdict = self.judge(run("Sort/Novu/1", 10), run("Sort/Novu/2", 8),
+                                 nanoseconds=limit)
+            self.assertEqual(("Sort 1", "10 ns", met),
+                             (verdict.case, verdict.found, verdict.met))
 
     def test_what_did_not_run_is_neither_met_nor_missed(self):
         for verdict in (self.judge(), self.judge(run("Sort/Novu", 10)),
@@ -323,33 +331,28 @@ class ChartTest(unittest.TestCase):
 
     SVG = "{http://www.w3.org/2000/svg}"
 
-    def bars(self, *groups):
-        tree = xml.etree.ElementTree.fromstring(
-            bench_chart.draw("A <title>", "speed", groups))
-        return [bar for bar in tree.iter(self.SVG + "rect")
-                if bar.find(self.SVG + "title") is not None]
+    def bars(self, svg):
+        return [bar for bar in
+                xml.etree.ElementTree.fromstring(svg).iter(self.SVG + "rect")
+                if bar.get("class") in ("own", "peer")]
+
+    def widths(self, svg):
+        return [float(bar.get("width")) for bar in self.bars(svg)]
 
     def test_bars_are_as_long_as_they_say(self):
-        widths = [float(bar.get("width")) for bar in self.bars(
-            bench_chart.Group("a & b", [bench_chart.Bar("Novu", 4, "4 ns"),
-                                        bench_chart.Bar("Other", 1, "16 ns")]),
-            bench_chart.Group("c", [bench_chart.Bar("Novu", 2, "8 ns")]))]
+        widths = self.widths(bench_chart.draw("<title>", "<axis>", [
+            bench_chart.Group("a & b", [bench_chart.Bar("own", 4, "<4>"),
+                                        bench_chart.Bar("peer", 1, "16")]),
+            bench_chart.Group("c", [bench_chart.Bar("own", 2, "8")])]))
         self.assertAlmostEqual(4, widths[0] / widths[1], places=2)
         self.assertAlmostEqual(2, widths[0] / widths[2], places=2)
 
-    def test_a_peer_keeps_its_colour(self):
-        one, two, three = (bar.get("fill") for bar in self.bars(
-            bench_chart.Group("a", [bench_chart.Bar("Novu", 1, ""),
-                                    bench_chart.Bar("Other", 1, "")]),
-            bench_chart.Group("b", [bench_chart.Bar("Other", 1, "")])))
-        self.assertNotEqual(one, two)
-        self.assertEqual(two, three)
-
     def test_no_bar_overlaps_another(self):
-        tops = [float(bar.get("y")) for bar in self.bars(*(
-            bench_chart.Group("a", [bench_chart.Bar("Novu", 1, ""),
-                                    bench_chart.Bar("Other", 1, "")])
-            for _ in range(3)))]
+        tops = [float(bar.get("y")) for bar in self.bars(bench_chart.draw(
+            "title", "axis",
+            [bench_chart.Group("a", 2 * [bench_chart.Bar("own", 1, "")])
+             for _ in range(3)]))]
+        self.assertEqual(6, len(tops))
         for above, below in zip(tops, tops[1:]):
             self.assertGreater(below - above, bench_chart.BAR)
 
@@ -373,13 +376,22 @@ class ChartTest(unittest.TestCase):
     def test_lengths_are_speeds_beside_the_fastest_peer(self):
         cases = read(run("Sort/Novu", 5), run("Sort/Fast", 10),
                      run("Sort/Slow", 40))
-        tree = xml.etree.ElementTree.fromstring(bench_report.draw(
-            bench_goals.Chart("name", "title", ()), cases))
-        widths = [float(bar.get("width")) for bar in
-                  tree.iter(self.SVG + "rect")
-                  if bar.find(self.SVG + "title") is not None]
+        svg = bench_report.draw(bench_goals.Chart("name", "title", ()), cases)
+        widths = self.widths(svg)
         self.assertAlmostEqual(2, widths[0] / widths[1], places=1)
         self.assertAlmostEqual(4, widths[1] / widths[2], places=1)
+        self.assertEqual(["own", "peer", "peer"],
+                         [bar.get("class") for bar in self.bars(svg)])
+        self.assertIn(">Slow: 40.0 ns<", svg)
+
+    def test_services_are_named_where_there_are_several(self):
+        one = read(run("Sort/Novu", 5), run("Sort/Other", 5))
+        two = read(run("Find/Novu", 5), run("Find/Other", 5), service="Second")
+        chart = bench_goals.Chart("name", "title", ())
+        self.assertIn(">Sort<", bench_report.draw(chart, one))
+        both = bench_report.draw(chart, one + two)
+        self.assertIn(">Service: Sort<", both)
+        self.assertIn(">Second: Find<", both)
 
 
 if __name__ == "__main__":

@@ -4,24 +4,25 @@ import dataclasses
 from xml.sax.saxutils import escape
 
 WIDTH = 760
-LEFT, RIGHT = 190, 150  # What the labels and the figures beside bars take.
-TOP, BOTTOM = 74, 50
+LEFT, RIGHT = 195, 205  # What the labels and the texts beside bars take.
+TOP, BOTTOM = 50, 50
 BAR, BETWEEN_BARS, BETWEEN_GROUPS = 13, 2, 14
-
-# The library's own first; each legible on both backgrounds.
-COLOURS = ("#1a73e8", "#8a8f98", "#c77c11", "#2f9e5b", "#a259d9", "#d1495b",
-           "#2a9d9d", "#b08968")
 
 STYLE = """\
   .page { fill: #ffffff; stroke: #d0d7de }
-  text { fill: #24292f; font: 12px system-ui, sans-serif }
+  text { fill: #24292f; font: 12px system-ui, sans-serif;
+         paint-order: stroke; stroke: #ffffff; stroke-width: 3px }
+  .own { fill: #1a73e8 }
+  .peer { fill: #8c959f }
   .title { font-size: 15px; font-weight: 600 }
   .axis { stroke: #8c959f }
   .grid { stroke: #d8dee4 }
   .one { stroke: #57606a; stroke-dasharray: 4 3 }
   @media (prefers-color-scheme: dark) {
     .page { fill: #0d1117; stroke: #30363d }
-    text { fill: #e6edf3 }
+    text { fill: #e6edf3; stroke: #0d1117 }
+    .own { fill: #4493f8 }
+    .peer { fill: #6e7681 }
     .grid { stroke: #21262d }
     .one { stroke: #8b949e }
   }"""
@@ -29,7 +30,7 @@ STYLE = """\
 
 @dataclasses.dataclass
 class Bar:
-    peer: str
+    style: str  # "own" or "peer".
     length: float
     text: str  # Beside the bar.
 
@@ -53,10 +54,6 @@ def tick_distance(largest):
 def draw(title, axis, groups):
     """The chart of `groups` as a text. `axis` says what the lengths are; a
     line marks the length 1."""
-    peers = list(dict.fromkeys(
-        bar.peer for group in groups for bar in group.bars))
-    colours = {peer: COLOURS[place % len(COLOURS)]
-               for place, peer in enumerate(peers)}
     largest = max([1.0] + [bar.length for group in groups
                            for bar in group.bars])
     step = tick_distance(largest)
@@ -71,15 +68,14 @@ def draw(title, axis, groups):
         for bar in group.bars:
             width = max(x_of(bar.length) - LEFT, 1)
             shapes.append(
-                f'<rect x="{LEFT}" y="{y:g}" width="{width:.1f}"'
-                f' height="{BAR}" fill="{colours[bar.peer]}">'
-                f"<title>{escape(bar.peer)}: {escape(bar.text)}</title></rect>")
+                f'<rect class="{bar.style}" x="{LEFT}" y="{y:g}"'
+                f' width="{width:.1f}" height="{BAR}"/>')
             shapes.append(_text(LEFT + width + 6, y + BAR - 2, bar.text))
             y += BAR + BETWEEN_BARS
         y += BETWEEN_GROUPS - BETWEEN_BARS
     end = y - BETWEEN_GROUPS + 6
 
-    behind = []
+    behind = []  # The bars and their figures.
     for tick in range(int(largest / step + 1e-9) + 1):
         x = x_of(tick * step)
         behind.append(f'<line class="grid" x1="{x:.1f}" y1="{TOP - 6}"'
@@ -87,16 +83,9 @@ def draw(title, axis, groups):
         behind.append(_text(x, end + 16, f"{tick * step:g}", "middle"))
     behind.append(f'<line class="axis" x1="{LEFT}" y1="{TOP - 6}" x2="{LEFT}"'
                   f' y2="{end:g}"/>')
-    shapes.append(f'<line class="one" x1="{x_of(1):.1f}" y1="{TOP - 6}"'
+    behind.append(f'<line class="one" x1="{x_of(1):.1f}" y1="{TOP - 6}"'
                   f' x2="{x_of(1):.1f}" y2="{end:g}"/>')
     shapes.append(_text((LEFT + WIDTH - RIGHT) / 2, end + 36, axis, "middle"))
-
-    legend, x = [], 20
-    for peer in peers:
-        legend.append(f'<rect x="{x:g}" y="40" width="{BAR}" height="{BAR}"'
-                      f' fill="{colours[peer]}"/>')
-        legend.append(_text(x + BAR + 5, 51, peer))
-        x += BAR + 24 + 7 * len(peer)
 
     height = end + BOTTOM
     return "\n".join([
@@ -107,7 +96,7 @@ def draw(title, axis, groups):
         f'<rect class="page" x="0.5" y="0.5" width="{WIDTH - 1}"'
         f' height="{height - 1:g}" rx="6"/>',
         _text(20, 26, title, style="title"),
-        *legend, *behind, *shapes, "</svg>", ""])
+        *behind, *shapes, "</svg>", ""])
 
 
 def _text(x, y, text, anchor="start", style=""):

@@ -241,15 +241,20 @@ def chosen_for(chart, cases):
 
 
 def draw(chart, cases):
-    def group(case):
-        best = case.best().median
-        return bench_chart.Group(case.label, [
-            bench_chart.Bar(peer, best / measured.median, figure(measured))
-            for peer, measured in case.measured().items()])
+    """Speeds as multiples of the fastest peer's."""
+    several = len({case.service for case in cases}) > 1
+
+    def bar(case, peer, measured):
+        return bench_chart.Bar("own" if peer == bench_data.OWN else "peer",
+                               case.best().median / measured.median,
+                               f"{peer}: {figure(measured)}")
 
     return bench_chart.draw(
         chart.title, "speed (the fastest peer is 1; longer is faster)",
-        [group(case) for case in cases])
+        [bench_chart.Group(
+            f"{case.service}: {case.label}" if several else case.label,
+            [bar(case, *item) for item in case.measured().items()])
+         for case in cases])
 
 
 def write_charts(cases):
