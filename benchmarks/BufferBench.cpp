@@ -84,7 +84,7 @@ template <typename Buffer>
 void AppendAll(Buffer& buffer, const std::string& bytes) {
     for (std::size_t at = 0; at < bytes.size(); at += kPiece) {
         buffer.Append(reinterpret_cast<const unsigned char*>(&bytes[at]));
-        benchmark::DoNotOptimize(buffer.Data());
+        benchmark::DoNotOptimize(buffer);
     }
 }
 
@@ -135,8 +135,7 @@ void ConsumeAll(Buffer& buffer, const std::vector<unsigned char>& bytes) {
     buffer.Refill(bytes);
     while (buffer.Size() != 0) {
         buffer.Consume(bytes.size() / 16);
-        benchmark::DoNotOptimize(buffer.Data());
-        benchmark::ClobberMemory();
+        benchmark::DoNotOptimize(buffer);
     }
 }
 

@@ -113,7 +113,10 @@ CHARTS = (
         "Base64 Decode 32", "Base64 Decode 1024", "Base64 Decode 1048576")),
     Chart("bits", "Sets of 1,000,000 bits", tuple(
         f"Bits {case} 1000000"
-        for case in ("Count", "And", "Compare", "ToText", "FromText"))),
+        for case in ("Count", "And", "Or", "Xor", "Compare"))),
+    Chart("bits-text", "Sets of bits as text", tuple(
+        f"Bits {case} {size}"
+        for case in ("ToText", "FromText") for size in (4096, 1000000))),
     Chart("text", "Numbers, dates, identifiers and other encodings as text", (
         "tchar Radix10", "tchar Radix16", "tchar Radix2",
         "DateTimeFormat Record", "Guid ToString", "Guid FromText",

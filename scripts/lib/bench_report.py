@@ -12,6 +12,7 @@ import os
 import pathlib
 import platform
 import re
+import statistics
 import subprocess
 import sys
 
@@ -91,7 +92,10 @@ def system():
         name, " ".join(platform.libc_ver())) if part)
 
 
-def machine():
+def machine(cases):
+    """And how quiet it was."""
+    spreads = sorted(measurement.spread for case in cases
+                     for measurement in case.measured().values())
     model, features = processor()
     built_with = (BINARIES / "versions.txt").read_text().splitlines()
     known = ", ".join(name for name in FEATURES if name in features)
@@ -101,14 +105,19 @@ def machine():
         ("System", system()),
         ("Compiler", f"{built_with[0]}, preset `release`"),
         ("Libraries", ", ".join(built_with[1:])),
+        ("Spread", f"{100 * statistics.median(spreads):.0f} % in the median,"
+         f" {100 * spreads[-1]:.0f} % at most"),
     ])
 
 
 # Tables, which are read as they are and as Markdown
 
 def table(head, rows):
-    """A Markdown table whose columns are aligned; numbers to the right."""
+    """A Markdown table whose columns are aligned, numbers to the right; an
+    empty text where it has no rows."""
     rows = [[str(cell) for cell in row] for row in rows]
+    if not rows:
+        return ""
     widths = [max(len(row[at]) for row in [head, *rows])
               for at in range(len(head))]
     right = [at > 0 and all(re.match(r"[\d.,-]*$|[\d.,]+ ", row[at])
@@ -186,7 +195,10 @@ def growth_remark(growth):
     if growth.own <= bench_goals.GROWTH:
         return ""
     said = bench_goals.NOT_LINEAR.get((growth.service, growth.name))
-    return f"fixed by the interface, {said}" if said else "ABOVE"
+    if said:
+        return f"fixed by the interface, {said}"
+    peers_too = growth.best is not None and growth.best > bench_goals.GROWTH
+    return "ABOVE, and so is the peer's" if peers_too else "ABOVE"
 
 
 def growth_table(found):
@@ -198,7 +210,15 @@ def growth_table(found):
           growth_remark(growth)) for growth in found])
 
 
-def start_tables(library_bytes, starts):
+def library_size(library_bytes):
+    limit = bench_goals.LIBRARY_BYTES
+    return (f"{library_bytes / 1024:,.0f} KiB, where less than"
+            f" {limit // 1024} KiB were aimed for:"
+            f" {'met' if library_bytes < limit else 'MISSED'}")
+
+
+def start_table(starts):
+    """The first of them is the one without a library."""
     empty = starts[0]
 
     def more(start):
@@ -207,19 +227,12 @@ def start_tables(library_bytes, starts):
         seconds = start.seconds - empty.seconds
         return time_text(seconds) if seconds > 0 else "none"
 
-    return "\n\n".join([
-        f"The shared library has {library_bytes / 1024:,.0f} KiB when it is"
-        f" stripped, where at most {bench_goals.LIBRARY_BYTES // 1024} KiB"
-        " were aimed for: "
-        + ("met" if library_bytes < bench_goals.LIBRARY_BYTES else "MISSED")
-        + ". A program that loads a library and\nends at once, with all that"
-        " the library itself loads:",
-        table(("Program with", "Start to end", "More than without",
-               "Resident", "Proportional"),
-              [(bench_start.PROGRAMS[start.name], time_text(start.seconds),
-                more(start), kibibytes(start.resident),
-                kibibytes(start.proportional))
-               for start in starts])])
+    return table(
+        ("Program with", "Start to end", "More than without", "Resident",
+         "Proportional"),
+        [(bench_start.PROGRAMS[start.name], time_text(start.seconds),
+          more(start), kibibytes(start.resident),
+          kibibytes(start.proportional)) for start in starts])
 
 
 def kibibytes(number):
@@ -315,21 +328,20 @@ def main():
     failed += failures(cases)
 
     _, features = processor()
-    goals = [goal for goal in bench_goals.GOALS
-             if not options.services or goal.service in options.services]
     parts = {
-        "GOALS": goals_table([bench_goals.judge(goal, cases, features)
-                              for goal in goals]),
+        "GOALS": goals_table([
+            bench_goals.judge(goal, cases, features)
+            for goal in bench_goals.GOALS
+            if not options.services or goal.service in options.services]),
         "GROWTH": growth_table(bench_data.growths(cases)),
     }
     if not options.services:
-        parts["START"] = start_tables(
-            bench_start.stripped_size(
-                next((BINARIES.parent).glob("libNovu-Bases.so"), None)
-                or BINARIES.parent / "libNovu-Bases.dylib"),
-            bench_start.measure(BINARIES / "start",
-                                20 if options.quick else 200))
-    for part in parts.values():
+        [library] = {path.resolve() for kind in ("so", "dylib")
+                     for path in BINARIES.parent.glob(f"libNovu-Bases.{kind}")}
+        parts["LIBRARY"] = library_size(bench_start.stripped_size(library))
+        parts["START"] = start_table(bench_start.measure(
+            BINARIES / "start", 20 if options.quick else 200))
+    for part in filter(None, parts.values()):
         print(f"\n{part}")
 
     if not options.quick and not options.services and not failed:
@@ -337,7 +349,7 @@ def main():
             **parts,
             "CHARTS": write_charts(cases),
             "GROWTH_LIMIT": str(bench_goals.GROWTH),
-            "MACHINE": machine(),
+            "MACHINE": machine(cases),
             "TABLES": "\n\n".join(tables),
         }))
         print(f"\nwrote {PAGE.relative_to(ROOT)}")
