@@ -155,7 +155,7 @@ class GrowthTest(unittest.TestCase):
             *sized("Novu", (1, 10, 100, 1000),
                    lambda size: 1e9 if size == 1 else size ** 2),
             *sized("Other", (10, 100, 1000), lambda size: size)))
-        self.assertEqual(("10", "100", "1,000"), growth.sizes)
+        self.assertEqual(("10", "100", "1000"), growth.sizes)
         self.assertAlmostEqual(2, growth.own)
         self.assertAlmostEqual(1, growth.best)
 
@@ -262,7 +262,8 @@ class TextTest(unittest.TestCase):
 
     def test_arguments_are_read_easily(self):
         for argument, rate, expected in (
-                ("1000000", 0, "1,000,000"), ("4096", 0, "4,096"),
+                ("1000000", 0, "1,000,000"), ("10000", 0, "10,000"),
+                ("9999", 0, "9999"),
                 ("0", 1, "0 B"), ("43", 1, "43 B"), ("1023", 1, "1,023 B"),
                 ("1024", 1, "1 KiB"), ("1536", 1, "1,536 B"),
                 ("65536", 1, "64 KiB"), ("16777216", 1, "16 MiB"),

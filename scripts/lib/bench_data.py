@@ -57,7 +57,7 @@ class Case:
 
     @property
     def argument_text(self):
-        """1048576 bytes as "1 MiB", and other numbers with commas."""
+        """1048576 bytes as "1 MiB", and large numbers with commas."""
         if not self.argument.isdecimal():
             return self.argument
         number = int(self.argument)
@@ -66,7 +66,7 @@ class Case:
                 if number < 1024 or number % 1024:
                     return f"{number:,} {unit}"
                 number //= 1024
-        return f"{number:,}"
+        return f"{number:,}" if number >= 10000 else str(number)
 
     @property
     def own(self):

@@ -117,7 +117,7 @@ CHARTS = (
     Chart("bits-text", "Sets of bits as text", tuple(
         f"Bits {case} {size}"
         for case in ("ToText", "FromText") for size in (4096, 1000000))),
-    Chart("text", "Numbers, dates, identifiers and other encodings as text", (
+    Chart("text", "Text: numbers, dates, identifiers, encodings", (
         "tchar Radix10", "tchar Radix16", "tchar Radix2",
         "DateTimeFormat Record", "Guid ToString", "Guid FromText",
         "String MbsToWcsMixed 1024", "String WcsToMbsMixed 1024")),

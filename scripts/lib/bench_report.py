@@ -37,7 +37,7 @@ THREADED = ("Sem", "Thread", "ThreadPool", "ThreadSync")
 
 FULL = ("--benchmark_repetitions=5", "--benchmark_min_time=0.1")
 # Without what has arguments of 100,000 and more.
-QUICK = ("--benchmark_repetitions=3", "--benchmark_min_time=0.02",
+QUICK = ("--benchmark_repetitions=3", "--benchmark_min_time=0.01",
          "--benchmark_filter=-/[0-9]{6,}(/|$)")
 
 
@@ -212,7 +212,8 @@ def growth_table(found):
 
 def library_size(library_bytes):
     limit = bench_goals.LIBRARY_BYTES
-    return (f"{library_bytes / 1024:,.0f} KiB, where less than"
+    return ("The shared library, stripped, has"
+            f" {library_bytes / 1024:,.0f} KiB, where less than"
             f" {limit // 1024} KiB were aimed for:"
             f" {'met' if library_bytes < limit else 'MISSED'}")
 
