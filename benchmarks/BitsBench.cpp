@@ -253,38 +253,40 @@ void Sizes(benchmark::internal::Benchmark* benchmark) {
 
 BENCHMARK(SetBit<NovuBits>)->Name("Set/Novu")->Apply(TwoSizes);
 BENCHMARK(SetBit<DynamicBitset>)->Name("Set/dynamic_bitset")->Apply(TwoSizes);
-BENCHMARK(SetBit<VectorOfBool>)->Name("Set/vector<bool>")->Apply(TwoSizes);
+BENCHMARK(SetBit<VectorOfBool>)->Name("Set/vector of bool")->Apply(TwoSizes);
 BENCHMARK(TestBit<NovuBits>)->Name("Test/Novu")->Apply(TwoSizes);
 BENCHMARK(TestBit<DynamicBitset>)->Name("Test/dynamic_bitset")->Apply(TwoSizes);
-BENCHMARK(TestBit<VectorOfBool>)->Name("Test/vector<bool>")->Apply(TwoSizes);
+BENCHMARK(TestBit<VectorOfBool>)->Name("Test/vector of bool")->Apply(TwoSizes);
 BENCHMARK(Count<NovuBits>)->Name("Count/Novu")->Apply(Sizes);
 BENCHMARK(Count<DynamicBitset>)->Name("Count/dynamic_bitset")->Apply(Sizes);
-BENCHMARK(Count<VectorOfBool>)->Name("Count/vector<bool>")->Apply(Sizes);
+BENCHMARK(Count<VectorOfBool>)->Name("Count/vector of bool")->Apply(Sizes);
 BENCHMARK(And<NovuBits>)->Name("And/Novu")->Apply(Sizes);
 BENCHMARK(And<DynamicBitset>)->Name("And/dynamic_bitset")->Apply(Sizes);
-BENCHMARK(And<VectorOfBool>)->Name("And/vector<bool>")->Apply(Sizes);
+BENCHMARK(And<VectorOfBool>)->Name("And/vector of bool")->Apply(Sizes);
 BENCHMARK(Or<NovuBits>)->Name("Or/Novu")->Apply(Sizes);
 BENCHMARK(Or<DynamicBitset>)->Name("Or/dynamic_bitset")->Apply(Sizes);
-BENCHMARK(Or<VectorOfBool>)->Name("Or/vector<bool>")->Apply(Sizes);
+BENCHMARK(Or<VectorOfBool>)->Name("Or/vector of bool")->Apply(Sizes);
 BENCHMARK(Xor<NovuBits>)->Name("Xor/Novu")->Apply(Sizes);
 BENCHMARK(Xor<DynamicBitset>)->Name("Xor/dynamic_bitset")->Apply(Sizes);
-BENCHMARK(Xor<VectorOfBool>)->Name("Xor/vector<bool>")->Apply(Sizes);
+BENCHMARK(Xor<VectorOfBool>)->Name("Xor/vector of bool")->Apply(Sizes);
 BENCHMARK(Invert<NovuBits>)->Name("Invert/Novu")->Apply(Sizes);
 BENCHMARK(Invert<DynamicBitset>)->Name("Invert/dynamic_bitset")->Apply(Sizes);
-BENCHMARK(Invert<VectorOfBool>)->Name("Invert/vector<bool>")->Apply(Sizes);
+BENCHMARK(Invert<VectorOfBool>)->Name("Invert/vector of bool")->Apply(Sizes);
 BENCHMARK(Compare<NovuBits>)->Name("Compare/Novu")->Apply(Sizes);
 BENCHMARK(Compare<DynamicBitset>)->Name("Compare/dynamic_bitset")->Apply(Sizes);
-BENCHMARK(Compare<VectorOfBool>)->Name("Compare/vector<bool>")->Apply(Sizes);
+BENCHMARK(Compare<VectorOfBool>)->Name("Compare/vector of bool")->Apply(Sizes);
 BENCHMARK(Any<NovuBits>)->Name("Any/Novu")->Apply(Sizes);
 BENCHMARK(Any<DynamicBitset>)->Name("Any/dynamic_bitset")->Apply(Sizes);
-BENCHMARK(Any<VectorOfBool>)->Name("Any/vector<bool>")->Apply(Sizes);
+BENCHMARK(Any<VectorOfBool>)->Name("Any/vector of bool")->Apply(Sizes);
 BENCHMARK(ToText<NovuBits>)->Name("ToText/Novu")->Apply(Sizes);
 BENCHMARK(ToText<DynamicBitset>)->Name("ToText/dynamic_bitset")->Apply(Sizes);
-BENCHMARK(ToText<VectorOfBool>)->Name("ToText/vector<bool>")->Apply(Sizes);
+BENCHMARK(ToText<VectorOfBool>)->Name("ToText/vector of bool")->Apply(Sizes);
 BENCHMARK(FromText<NovuBits>)->Name("FromText/Novu")->Apply(Sizes);
 BENCHMARK(FromText<DynamicBitset>)
     ->Name("FromText/dynamic_bitset")
     ->Apply(Sizes);
-BENCHMARK(FromText<VectorOfBool>)->Name("FromText/vector<bool>")->Apply(Sizes);
+BENCHMARK(FromText<VectorOfBool>)
+    ->Name("FromText/vector of bool")
+    ->Apply(Sizes);
 
 }  // namespace

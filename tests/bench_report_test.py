@@ -187,7 +187,8 @@ class GoalsTest(unittest.TestCase):
 
     def test_met_from_the_ratio_on(self):
         for other, met in ((21, True), (20, True), (19, False)):
-            verdict = self.judge(run("Sort/Novu", 10), run("Sort/Other", other))
+            verdict = self.judge(run("Sort/Novu", 10),
+                                 run("Sort/Other", other))
             self.assertIs(met, verdict.met, other)
 
     def test_the_slowest_of_all_cases_decides(self):

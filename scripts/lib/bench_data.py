@@ -1,7 +1,7 @@
 """What a run of the benchmarks measured, and what follows from it.
 
-Each benchmark is called Case/Peer or Case/Peer/argument. What has the same case
-and argument is compared, the library's own being the peer Novu.
+Each benchmark is called Case/Peer or Case/Peer/argument. What has the same
+case and argument is compared, the library's own being the peer Novu.
 """
 
 import dataclasses

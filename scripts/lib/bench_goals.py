@@ -1,8 +1,8 @@
 """How fast the library is meant to be, and what docs/performance.md shows.
 
 A goal is a throughput, as a multiple of that of the best peer, or of the best
-of those named. Where it depends on the processor, the first line whose features
-the processor has is the one that holds.
+of those named. Where it depends on the processor, the first line whose
+features the processor has is the one that holds.
 """
 
 import dataclasses

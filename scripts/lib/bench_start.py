@@ -21,7 +21,7 @@ PROGRAMS = {EMPTY: "no library", "Novu": "libNovu-Bases", "GLib": "GLib",
 
 @dataclasses.dataclass
 class Start:
-    """Of one program; memory in KiB, or None where the system does not tell."""
+    """Of one program; memory in KiB, or None where the system tells none."""
 
     name: str
     seconds: float  # From exec to exit, in the median.
