@@ -314,6 +314,11 @@ class TextTest(unittest.TestCase):
         with self.assertRaises(ValueError):
             bench_report.fill("", {"ONE": "1"})
 
+    def test_the_page_has_a_place_for_every_part(self):
+        bench_report.fill(bench_report.TEMPLATE.read_text(), dict.fromkeys((
+            "CHARTS", "GOALS", "GROWTH", "GROWTH_LIMIT", "LIBRARY", "MACHINE",
+            "START", "TABLES"), ""))
+
 
 class StartTest(unittest.TestCase):
 

@@ -49,7 +49,8 @@ def services():
 
 
 def run(service, options):
-    """The cases of a service; None where its program failed."""
+    """The cases of a service, which may be none of those that the options
+    leave; None where its program failed."""
     RESULTS.mkdir(parents=True, exist_ok=True)
     output = RESULTS / f"{service}.json"
 
@@ -66,7 +67,8 @@ def run(service, options):
     if finished.returncode:
         print(finished.stderr, file=sys.stderr)
         return None
-    return bench_data.read(service, output.read_text())
+    text = output.read_text()
+    return bench_data.read(service, text) if text else []
 
 
 # The machine
@@ -320,12 +322,12 @@ def main():
     cases, failed, tables = [], [], []
     for service in options.services or known:
         found = run(service, QUICK if options.quick else FULL)
-        if not found:
+        if found is None:
             failed.append(f"{service}: the program failed")
-            continue
-        cases += found
-        tables.append(f"### {service}\n\n{service_tables(found)}")
-        print(f"\n{tables[-1]}", flush=True)
+        elif found:
+            cases += found
+            tables.append(f"### {service}\n\n{service_tables(found)}")
+            print(f"\n{tables[-1]}", flush=True)
     failed += failures(cases)
 
     _, features = processor()
