@@ -169,6 +169,7 @@ class GrowthTest(unittest.TestCase):
             return bench_report.growth_remark(
                 bench_data.Growth(service, name, (), own, best))
         self.assertEqual("", remark("Service", "Sort", 1.1))
+        self.assertEqual("", remark("Service", "Sort", 1.104))
         self.assertEqual("ABOVE", remark("Service", "Sort", 1.11))
         self.assertEqual("ABOVE", remark("Service", "Sort", 1.11, 1.1))
         self.assertEqual("ABOVE, and so is the peer's",

@@ -194,13 +194,15 @@ def goals_table(verdicts):
 
 
 def growth_remark(growth):
-    if growth.own <= bench_goals.GROWTH:
+    def is_above(power):  # As it is shown.
+        return power is not None and round(power, 2) > bench_goals.GROWTH
+
+    if not is_above(growth.own):
         return ""
     said = bench_goals.NOT_LINEAR.get((growth.service, growth.name))
     if said:
         return f"fixed by the interface, {said}"
-    peers_too = growth.best is not None and growth.best > bench_goals.GROWTH
-    return "ABOVE, and so is the peer's" if peers_too else "ABOVE"
+    return "ABOVE, and so is the peer's" if is_above(growth.best) else "ABOVE"
 
 
 def growth_table(found):
