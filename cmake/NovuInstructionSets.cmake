@@ -68,7 +68,7 @@ function(novu_instruction_sets target)
         set_source_files_properties(
             ${source}
             PROPERTIES
-                COMPILE_OPTIONS "${flags}"
+                COMPILE_OPTIONS "$<$<CONFIG:Release>:-O3>;${flags}"
                 SKIP_UNITY_BUILD_INCLUSION ON
         )
     endforeach()
