@@ -1,20 +1,29 @@
-// Events of Bases/Sem.h beside a condition variable and a binary semaphore.
+// Events of Bases/Sem.h beside a futex, a condition variable and a binary
+// semaphore. PingPong keeps both threads on one core, PingPongOnTwo does not.
 
 #include "Bases/Sem.h"
 
 #include <benchmark/benchmark.h>
+#include <linux/futex.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
+#include <atomic>
+#include <climits>
 #include <condition_variable>
+#include <cstdint>
 #include <mutex>
 #include <semaphore>
 #include <thread>
 #include <utility>
 
+#include "benchmarks/OneCore.h"
+
 namespace {
 
 const unsigned int kNoLimit = 0xFFFFFFFF;
 
-// Three with one interface: Set, and Wait, which resets.
+// Four with one interface: Set, and Wait, which resets.
 
 class NovuAutomatic {
 public:
@@ -25,6 +34,39 @@ public:
 
 private:
     Novu::NovuEvent event;
+};
+
+// What the kernel has to offer, without a promise beyond. It is not called
+// where nobody sleeps.
+class Futex {
+public:
+    void Set() {
+        set = 1;
+        if (sleepers != 0) {
+            Call(FUTEX_WAKE_PRIVATE, INT_MAX);
+        }
+    }
+    void Wait() {
+        if (Poll()) {
+            return;
+        }
+        ++sleepers;
+        while (!Poll()) {
+            Call(FUTEX_WAIT_PRIVATE, 0);
+        }
+        --sleepers;
+    }
+    bool Poll() {
+        return set.load(std::memory_order_acquire) != 0 && set.exchange(0) != 0;
+    }
+
+private:
+    void Call(int operation, unsigned int value) {
+        ::syscall(SYS_futex, &set, operation, value, nullptr);
+    }
+
+    std::atomic<std::uint32_t> set = 0;
+    std::atomic<std::uint32_t> sleepers = 0;
 };
 
 class ConditionVariable {
@@ -78,7 +120,7 @@ void Poll(benchmark::State& state) {
 }
 
 template <typename Event>
-void PingPong(benchmark::State& state) {
+void TakeTurns(benchmark::State& state) {
     Event ping;
     Event pong;
     bool over = false;
@@ -100,14 +142,42 @@ void PingPong(benchmark::State& state) {
     other.join();
 }
 
-BENCHMARK(SetAndWait<NovuAutomatic>);
-BENCHMARK(SetAndWait<ConditionVariable>);
-BENCHMARK(SetAndWait<BinarySemaphore>);
-BENCHMARK(Poll<NovuAutomatic>);
-BENCHMARK(Poll<ConditionVariable>);
-BENCHMARK(Poll<BinarySemaphore>);
-BENCHMARK(PingPong<NovuAutomatic>)->UseRealTime();
-BENCHMARK(PingPong<ConditionVariable>)->UseRealTime();
-BENCHMARK(PingPong<BinarySemaphore>)->UseRealTime();
+template <typename Event>
+void PingPong(benchmark::State& state) {
+    const NovuBench::OneCore core;
+    TakeTurns<Event>(state);
+}
+
+template <typename Event>
+void PingPongOnTwo(benchmark::State& state) {
+    TakeTurns<Event>(state);
+}
+
+BENCHMARK(SetAndWait<NovuAutomatic>)->Name("SetAndWait/Novu");
+BENCHMARK(SetAndWait<Futex>)->Name("SetAndWait/Futex");
+BENCHMARK(SetAndWait<ConditionVariable>)->Name("SetAndWait/ConditionVariable");
+BENCHMARK(SetAndWait<BinarySemaphore>)->Name("SetAndWait/BinarySemaphore");
+BENCHMARK(Poll<NovuAutomatic>)->Name("Poll/Novu");
+BENCHMARK(Poll<Futex>)->Name("Poll/Futex");
+BENCHMARK(Poll<ConditionVariable>)->Name("Poll/ConditionVariable");
+BENCHMARK(Poll<BinarySemaphore>)->Name("Poll/BinarySemaphore");
+BENCHMARK(PingPong<NovuAutomatic>)->Name("PingPong/Novu")->UseRealTime();
+BENCHMARK(PingPong<Futex>)->Name("PingPong/Futex")->UseRealTime();
+BENCHMARK(PingPong<ConditionVariable>)
+    ->Name("PingPong/ConditionVariable")
+    ->UseRealTime();
+BENCHMARK(PingPong<BinarySemaphore>)
+    ->Name("PingPong/BinarySemaphore")
+    ->UseRealTime();
+BENCHMARK(PingPongOnTwo<NovuAutomatic>)
+    ->Name("PingPongOnTwo/Novu")
+    ->UseRealTime();
+BENCHMARK(PingPongOnTwo<Futex>)->Name("PingPongOnTwo/Futex")->UseRealTime();
+BENCHMARK(PingPongOnTwo<ConditionVariable>)
+    ->Name("PingPongOnTwo/ConditionVariable")
+    ->UseRealTime();
+BENCHMARK(PingPongOnTwo<BinarySemaphore>)
+    ->Name("PingPongOnTwo/BinarySemaphore")
+    ->UseRealTime();
 
 }  // namespace
