@@ -52,7 +52,8 @@ bool KernelSemDestroy(KernelSemaphore& shared);
 /// they are not noexcept.
 Waited KernelSemWait(KernelSemaphore& shared, std::uint32_t since);
 
-/// As KernelSemWait, for at most that time.
+/// As KernelSemWait, for at most that time; where that is none, a post that has
+/// come is for the caller to see.
 Waited KernelSemTimedWait(KernelSemaphore& shared, std::uint32_t since,
                           std::uint32_t seconds, std::uint32_t nanoseconds);
 

@@ -97,6 +97,14 @@ timespec After(std::uint32_t seconds, std::uint32_t nanoseconds) {
     return time;
 }
 
+// Out of line, so that a try need not set up for it.
+[[gnu::noinline]] Waited SleepFor(KernelSemaphore& shared, std::uint32_t since,
+                                  std::uint32_t seconds,
+                                  std::uint32_t nanoseconds) {
+    const timespec until = After(seconds, nanoseconds);
+    return Sleep(shared, since, &until);
+}
+
 }  // namespace
 
 bool KernelSemCreate(KernelSemaphore& shared, std::int32_t initialCount) {
@@ -126,12 +134,9 @@ Waited KernelSemTimedWait(KernelSemaphore& shared, std::uint32_t since,
         return Waited::Taken;
     }
     if (seconds == 0 && nanoseconds == 0) {
-        return PostsUpTo(shared.generation) != PostsUpTo(since)
-                   ? Waited::Taken
-                   : Waited::Failed;
+        return Waited::Failed;
     }
-    const timespec until = After(seconds, nanoseconds);
-    return Sleep(shared, since, &until);
+    return SleepFor(shared, since, seconds, nanoseconds);
 }
 
 void KernelSemSignalAll(KernelSemaphore& shared) {
