@@ -1,4 +1,5 @@
-// The task pool of Bases/ThreadPool.h beside Boost.Asio's with one thread.
+// The task pool of Bases/ThreadPool.h beside Boost.Asio's with one thread. The
+// worker is on the core of the thread that posts, but for the last case.
 
 #include "Bases/ThreadPool.h"
 
@@ -8,10 +9,11 @@
 #include <boost/asio/thread_pool.hpp>
 #include <semaphore>
 
+#include "benchmarks/OneCore.h"
+
 namespace {
 
 const unsigned int kNoLimit = 0xFFFFFFFF;
-const int kTasks = 100000;
 
 class NovuPool {
 public:
@@ -47,21 +49,22 @@ private:
 
 // Posts empty tasks, and waits for the last.
 template <typename Pool>
-void PostAndDrain(benchmark::State& state) {
+void Tasks(benchmark::State& state) {
+    const NovuBench::OneCore core;
     Pool pool;
     std::binary_semaphore drained(0);
     for (auto _ : state) {
-        for (int i = 1; i < kTasks; ++i) {
+        for (auto i = state.range(); i > 1; --i) {
             pool.Post([] {});
         }
         pool.Post([&drained] { drained.release(); });
         drained.acquire();
     }
-    state.SetItemsProcessed(state.iterations() * kTasks);
+    state.SetItemsProcessed(state.iterations() * state.range());
 }
 
 template <typename Pool>
-void RoundTrip(benchmark::State& state) {
+void PostAndAwait(benchmark::State& state) {
     Pool pool;
     std::binary_semaphore done(0);
     for (auto _ : state) {
@@ -70,9 +73,33 @@ void RoundTrip(benchmark::State& state) {
     }
 }
 
-BENCHMARK(PostAndDrain<NovuPool>)->UseRealTime();
-BENCHMARK(PostAndDrain<AsioPool>)->UseRealTime();
-BENCHMARK(RoundTrip<NovuPool>)->UseRealTime();
-BENCHMARK(RoundTrip<AsioPool>)->UseRealTime();
+template <typename Pool>
+void RoundTrip(benchmark::State& state) {
+    const NovuBench::OneCore core;
+    PostAndAwait<Pool>(state);
+}
+
+template <typename Pool>
+void RoundTripOnTwo(benchmark::State& state) {
+    PostAndAwait<Pool>(state);
+}
+
+// A pool from its start until its end.
+template <typename Pool>
+void StartAndStop(benchmark::State& state) {
+    const NovuBench::OneCore core;
+    for (auto _ : state) {
+        Pool pool;
+    }
+}
+
+BENCHMARK(Tasks<NovuPool>)->Name("Tasks/Novu")->Arg(100000)->UseRealTime();
+BENCHMARK(Tasks<AsioPool>)->Name("Tasks/Asio")->Arg(100000)->UseRealTime();
+BENCHMARK(RoundTrip<NovuPool>)->Name("RoundTrip/Novu")->UseRealTime();
+BENCHMARK(RoundTrip<AsioPool>)->Name("RoundTrip/Asio")->UseRealTime();
+BENCHMARK(StartAndStop<NovuPool>)->Name("StartAndStop/Novu")->UseRealTime();
+BENCHMARK(StartAndStop<AsioPool>)->Name("StartAndStop/Asio")->UseRealTime();
+BENCHMARK(RoundTripOnTwo<NovuPool>)->Name("RoundTripOnTwo/Novu")->UseRealTime();
+BENCHMARK(RoundTripOnTwo<AsioPool>)->Name("RoundTripOnTwo/Asio")->UseRealTime();
 
 }  // namespace
