@@ -14,6 +14,7 @@
 #include <cstddef>
 #include <ctime>
 #include <functional>
+#include <memory>
 #include <random>
 #include <thread>
 #include <utility>
@@ -271,6 +272,35 @@ TEST_F(ThreadLinuxTest, APostToABusyWorkerIsNoSystemCall) {
         pool.Post([] {});
         return counting->wakes != 0;
     }));
+}
+
+// A task may run, and its owner hear of it, while the post that brought it is
+// about to wake the worker, which holds up neither.
+TEST_F(ThreadLinuxTest, APoolGoesAfterThePostsThatWakeItsWorker) {
+    std::atomic<bool> waking = false;
+    std::atomic<bool> ran = false;
+    std::atomic<bool> woken = false;
+    auto pool = std::make_unique<ThreadTaskPool>();
+    EXPECT_EQ(1, pool->StartThread(0));
+    std::thread poster([&] {
+        Counting counting;
+        counting->beforeWake = [&] {
+            waking = true;
+            // The worker looks for itself every 100 milliseconds.
+            EXPECT_TRUE(Eventually([&] { return ran.load(); }));
+            SleepFor(milliseconds(200));
+            woken = true;
+        };
+        EXPECT_TRUE(Eventually([&] {
+            ran = false;
+            pool->Post([&] { ran = true; });
+            return counting->wakes != 0;  // Unless it was not asleep yet.
+        }));
+    });
+    EXPECT_TRUE(Eventually([&] { return waking && ran; }));
+    pool.reset();
+    EXPECT_TRUE(woken);
+    poster.join();
 }
 
 // What a body that was suspended sees first.

@@ -2,6 +2,9 @@
 
 #include "Bases/ThreadPool.h"
 
+#include <atomic>
+#include <utility>
+
 #include "Bases/Impl/CancellationDisabled.h"
 #include "Bases/Impl/Timeouts.h"
 
@@ -11,13 +14,24 @@ namespace {
 
 const unsigned int kLookForStop = 100;  // Milliseconds.
 
+// What stands behind the list of a pool.
+struct TaskList : std::list<boost::function<void()>> {
+    // The posts that have appended a task and have yet to set the event. By
+    // then the task may have run, and the owner may have heard of it.
+    std::atomic<unsigned int> wakers = 0;
+};
+
+TaskList& Whole(std::list<boost::function<void()>>& tasks) {
+    return static_cast<TaskList&>(tasks);
+}
+
 }  // namespace
 
 // Lifetime
 
 ThreadTaskPool::ThreadTaskPool() : tasks(nullptr) {
     taskEvent.Create(1, 0, nullptr);
-    tasks = new Tasks;
+    tasks = new TaskList;
 }
 
 ThreadTaskPool::~ThreadTaskPool() {
@@ -25,7 +39,10 @@ ThreadTaskPool::~ThreadTaskPool() {
         const CancellationDisabled disabled;
         ThreadTaskPool::StopThread(kNoLimit, 1);
     }
-    delete tasks;
+    while (Whole(*tasks).wakers != 0) {
+        YieldThread();
+    }
+    delete &Whole(*tasks);
 }
 
 void ThreadTaskPool::StopThread(unsigned int timeout, int force) {
@@ -46,12 +63,23 @@ void ThreadTaskPool::StopThread(unsigned int timeout, int force) {
 
 void ThreadTaskPool::Post(boost::function<void()> task) {
     // The one allocation, before the lock.
-    Tasks posted(1);
-    posted.front().swap(task);
+    Tasks posted;
+    posted.push_back(std::move(task));
 
-    const CsLocker locker(lock);
-    tasks->splice(tasks->end(), posted);
+    std::atomic<unsigned int>& wakers = Whole(*tasks).wakers;
+    {
+        const CsLocker locker(lock);
+        const bool mayBeIdle = tasks->empty();
+        tasks->splice(tasks->end(), posted);
+        if (!mayBeIdle) {
+            taskEvent.Set();
+            return;
+        }
+        ++wakers;
+    }
+    // The worker wants the lock as soon as it wakes.
     taskEvent.Set();
+    --wakers;
 }
 
 int ThreadTaskPool::OnThreadEntry() {
