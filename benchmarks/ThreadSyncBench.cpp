@@ -6,6 +6,7 @@
 #include <pthread.h>
 
 #include <mutex>
+#include <thread>
 
 namespace {
 
@@ -40,8 +41,14 @@ private:
     pthread_mutex_t mutex{};
 };
 
+// While there has been one thread only, the system's locks are no locks.
+void StartAnotherThread() {
+    std::thread([] {}).join();
+}
+
 template <typename Lock>
 void LockAndUnlock(benchmark::State& state) {
+    StartAnotherThread();
     Lock lock;
     for (auto _ : state) {
         lock.lock();
@@ -52,6 +59,7 @@ void LockAndUnlock(benchmark::State& state) {
 // By the thread that has it already.
 template <typename Lock>
 void LockAgain(benchmark::State& state) {
+    StartAnotherThread();
     Lock lock;
     const std::lock_guard guard(lock);
     for (auto _ : state) {
