@@ -1163,6 +1163,30 @@ TEST_F(SemLinuxStepTest, AWaitBetweenAnyTwoStepsOfASetMissesNothing) {
     }
 }
 
+// It is met by the reset, or stays; and a Close, which keeps what there is,
+// finds the same.
+TEST_F(SemLinuxStepTest, ASetBetweenAnyTwoStepsOfAResetIsMetOrStays) {
+    int stayed = 0;
+    for (int step = kUnstepped; step < steps.count; ++step) {
+        Futexes calls;
+        PlainEvent event(1);
+        EXPECT_EQ(1, event.Set());
+        SteppedCaller resetter(*event.GetSemaphore(), step,
+                               [&] { return event.Reset(); });
+        ASSERT_TRUE(resetter.AwaitHalt()) << "step " << step;
+        EXPECT_EQ(1, event.Set());
+        ASSERT_EQ(1, resetter.Result()) << "set before step " << step;
+        const int isSet = event.Wait(0);
+        stayed += isSet;
+        event.Close();
+        ASSERT_EQ(isSet, event.Wait(0)) << "set before step " << step;
+    }
+    // Of one before the reset nothing stays, of one after it all does.
+    EXPECT_LT(2, stayed);
+    EXPECT_GT(steps.count, stayed);
+    EXPECT_LT(kLeast, steps.count);
+}
+
 // From when it is counted on; before, the post may come too early for it.
 TEST_F(SemLinuxStepTest, APostBetweenAnyTwoStepsOfACountedWaitIsNotMissed) {
     bool isCounted = false;

@@ -938,6 +938,21 @@ TEST_F(NovuEventTest, AResetWithoutACountLeavesTheEventAsItIs) {
     EXPECT_EQ(1, closed.Wait(0));
 }
 
+TEST_F(NovuEventTest, WithoutTheSystemsSemaphoreNothingIsReset) {
+    NovuEvent event;
+    ASSERT_EQ(1, event.Create(0, 0, nullptr));
+    const void* const object = ImplementationOf(*event.GetSemaphore());
+    ASSERT_EQ(1, Slot<Operation>(object, kDestroy)(object));
+    EXPECT_EQ(0, event.Wait(0));
+    EXPECT_EQ(0, event.Wait(kNoLimit));
+    EXPECT_EQ(0, event.Reset());
+    EXPECT_EQ(1, event.Set());
+    EXPECT_EQ(0, event.Reset());
+    EXPECT_EQ(1, event.Wait(0));
+    EXPECT_EQ(1, event.Wait(kNoLimit));
+    EXPECT_EQ(1, SignalledOf(event));
+}
+
 // [sem-6]
 TEST_F(NovuEventTest, WhatCouldNotBeCreatedStaysOpened) {
     NovuEvent event;
