@@ -3,7 +3,9 @@
 // Shape    Without a name a semaphore belongs to the process; with one it is
 //          the system's, found by that name (POSIX sem_open).
 // Units    Timeouts are milliseconds: 0xFFFFFFFF waits without limit, 0 only
-//          tries (on Linux without a system call where there is no name).
+//          tries.
+// Cost     On Linux and without a name, a wait calls the system only to sleep,
+//          and a post or set only where somebody sleeps.
 // Errors   Results only: 1 for done or true, 0 for failed or false.
 // Threads  Any may wait, post, set and reset at once. Create, Destroy, Close
 //          and destruction are for when no other thread's call is under way; a

@@ -43,7 +43,7 @@ public:
     /// every 100 milliseconds, to look for a stop.
     int OnThreadEntry() override;
 
-    /// Appends a task.
+    /// Appends a task, which may have run when this returns.
     /// By design [threadpool-3]: one that throws, as an empty one does
     /// (`boost::bad_function_call`), ends the process when its turn comes.
     void Post(boost::function<void()> task);
