@@ -213,10 +213,12 @@ public:
     }
 
     /// Takes what the count says is there, and unsets the event. Answers
-    /// whether that was anything.
+    /// whether it was set, which is all that a wait in vain asks: it has left
+    /// no count.
     bool ResetEvent() {
-        const bool taken =
-            count.load(std::memory_order_relaxed) > 0 && TakeCount();
+        if (count.load(std::memory_order_relaxed) > 0) {
+            TakeCount();
+        }
         std::uint32_t generation = kernel.generation;
         while (IsSet(generation)) {
             if (kernel.generation.compare_exchange_weak(generation,
@@ -224,7 +226,7 @@ public:
                 return true;
             }
         }
-        return taken;
+        return false;
     }
 
 private:
@@ -233,12 +235,10 @@ private:
     // What is not done at every wait for an event is kept out of line: the rest
     // is a few instructions.
 
-    [[gnu::noinline]] bool TakeCount() {
-        bool taken = false;
+    [[gnu::noinline]] void TakeCount() {
         for (std::int32_t left = count; left > 0; --left) {
-            taken = SemUnnamed::TryWait() != 0 || taken;
+            SemUnnamed::TryWait();
         }
-        return taken;
     }
 
     // A wait for which everything counts that has come since `generation`, also
