@@ -33,10 +33,13 @@ void MaskTail(unsigned char* data, unsigned long bytes, unsigned long size) {
 
 // Combines the bytes that both sides have into `to`, which may be either of
 // them. Where they have equally many, the last one is masked for `size` bits.
+// Not inline, since both forms of an operator call it.
 template <typename Combine>
-void CombineBytes(const unsigned char* left, unsigned long leftBytes,
-                  const unsigned char* right, unsigned long rightBytes,
-                  unsigned char* to, unsigned long size, Combine combine) {
+[[gnu::noinline]] void CombineBytes(const unsigned char* left,
+                                    unsigned long leftBytes,
+                                    const unsigned char* right,
+                                    unsigned long rightBytes, unsigned char* to,
+                                    unsigned long size, Combine combine) {
     const unsigned long shared = std::min(leftBytes, rightBytes);
     std::transform(left, left + shared, right, to, combine);
     if (shared != 0 && leftBytes == rightBytes) {
