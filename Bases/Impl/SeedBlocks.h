@@ -48,10 +48,10 @@ SeedSchedule SeedScheduleKeysPlain;
 // nothing up by data, so that neither data nor keys show in what they touch;
 // for the rest that does not fill a vector they work on a whole one.
 
-/// AVX2 and AES-NI, 16 blocks at a time.
+/// AVX2 and AES-NI, 32 or 16 blocks at a time.
 SeedTransform SeedTransformBlocksAesNi;
 
-/// AVX2 and GFNI, 32, 16 or 8 blocks at a time.
+/// AVX2 and GFNI, 32 or 8 blocks at a time.
 SeedTransform SeedTransformBlocksGfni256;
 SeedSchedule SeedScheduleKeysGfni256;
 
