@@ -10,6 +10,7 @@
 #include "Bases/Seed.h"
 
 #include <atomic>
+#include <bit>
 #include <cstddef>
 #include <cstring>
 #include <utility>
@@ -144,29 +145,25 @@ void TransformTogether(const unsigned char* in, unsigned char* out,
     state.Store(out);
 }
 
-// The key as it turns from one pair of round keys to the next: the first two
-// words right by a byte after an even pair, the last two left after an odd one.
-struct TurningKey {
-    Word a;
-    Word b;
-    Word c;
-    Word d;
+// The key as two times eight bytes, the first word of each high.
+struct Key {
+    std::uint64_t ab;
+    std::uint64_t cd;
 };
 
+// After every even pair of round keys the first half turns right by a byte, and
+// after every odd one the second half turns left.
 template <std::size_t pair>
-void WritePair(TurningKey& key, Word* roundKeys) {
+void WritePair(const Key& key, Word* roundKeys) {
+    const std::uint64_t ab = std::rotr(key.ab, 8 * ((pair + 1) / 2));
+    const std::uint64_t cd = std::rotl(key.cd, 8 * (pair / 2));
+    const auto a = static_cast<Word>(ab >> 32);
+    const auto b = static_cast<Word>(ab);
+    const auto c = static_cast<Word>(cd >> 32);
+    const auto d = static_cast<Word>(cd);
     const Word constant = kSeedKeyConstants[pair];
-    StoreWord(roundKeys, 2 * pair, G(key.a + key.c - constant));
-    StoreWord(roundKeys, 2 * pair + 1, G(key.b - key.d + constant));
-    if constexpr (pair % 2 == 0) {
-        const Word a = key.a;
-        key.a = a >> 8 | key.b << 24;
-        key.b = key.b >> 8 | a << 24;
-    } else {
-        const Word c = key.c;
-        key.c = c << 8 | key.d >> 24;
-        key.d = key.d << 8 | c >> 24;
-    }
+    StoreWord(roundKeys, 2 * pair, G(a + c - constant));
+    StoreWord(roundKeys, 2 * pair + 1, G(b - d + constant));
 }
 
 }  // namespace
@@ -194,8 +191,11 @@ void SeedTransformBlocksPlain(SeedDirection direction, const unsigned char* in,
 
 void SeedScheduleKeysPlain(std::uint32_t* roundKeys,
                            const unsigned char* userKey) {
-    TurningKey key{LoadWord(userKey, 0), LoadWord(userKey, 1),
-                   LoadWord(userKey, 2), LoadWord(userKey, 3)};
+    const auto half = [userKey](std::size_t index) {
+        const std::uint64_t high = LoadWord(userKey, index);
+        return high << 32 | LoadWord(userKey, index + 1);
+    };
+    const Key key{half(0), half(2)};
     [&]<std::size_t... pair>(std::index_sequence<pair...> /*pairs*/) {
         (WritePair<pair>(key, roundKeys), ...);
     }
