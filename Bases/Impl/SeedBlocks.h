@@ -51,7 +51,7 @@ SeedSchedule SeedScheduleKeysPlain;
 /// AVX2 and AES-NI, 32 or 16 blocks at a time.
 SeedTransform SeedTransformBlocksAesNi;
 
-/// AVX2 and GFNI, 32 or 8 blocks at a time.
+/// AVX2 and GFNI, 40 or 16 blocks at a time.
 SeedTransform SeedTransformBlocksGfni256;
 SeedSchedule SeedScheduleKeysGfni256;
 

@@ -36,7 +36,7 @@ void SeedTransformBlocksGfni256(SeedDirection direction,
                                 const unsigned char* in, unsigned char* out,
                                 unsigned long count,
                                 const std::uint32_t* roundKeys) {
-    SeedTransformVectors<Vector, 1, 4>(direction, in, out, count, roundKeys);
+    SeedTransformVectors<Vector, 2, 5>(direction, in, out, count, roundKeys);
 }
 
 void SeedScheduleKeysGfni256(std::uint32_t* roundKeys,
