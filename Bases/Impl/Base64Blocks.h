@@ -11,9 +11,10 @@
 namespace Novu {
 
 /// What a character stands for, by its seven low bits: 0 to 63, or a mark. The
-/// marks have the top bit set, so that many characters are tested at once.
+/// marks have the top bit set, so that many characters are tested at once. No
+/// value is looked up in the upper half; with it, every character has a place.
 struct Base64Values {
-    unsigned char of[128];
+    unsigned char of[256];
 };
 
 inline constexpr unsigned char kBase64Invalid = 0x80;
@@ -26,10 +27,7 @@ constexpr Base64Values Base64ValuesOf(const char* alphabet) {
         value = kBase64Invalid;
     }
     for (unsigned char value = 0; value != 64; ++value) {
-        const auto character = static_cast<unsigned char>(alphabet[value]);
-        if (character < sizeof values.of) {
-            values.of[character] = value;
-        }
+        values.of[static_cast<unsigned char>(alphabet[value])] = value;
     }
     values.of[static_cast<unsigned char>('=')] = kBase64Skipped;
     return values;
