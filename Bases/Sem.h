@@ -159,6 +159,7 @@ private:
     [[gnu::visibility("hidden")]] int CreateSemaphore(unsigned int state,
                                                       const char* name);
     [[gnu::visibility("hidden")]] int ResetAndTell(bool& wasSet);
+    [[gnu::visibility("hidden")]] int WaitByFlag(unsigned int timeout);
 
     std::atomic<int> signalled;  // Not 0: set.
     std::atomic<int> manual;     // 0: every Wait resets.

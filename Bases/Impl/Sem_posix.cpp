@@ -212,6 +212,17 @@ public:
         return IsSet(generation) ? 1 : WaitSince(generation, timeout);
     }
 
+    /// A wait without time where there is nothing to take, which leaves an
+    /// event that is not set as it is, whatever its reset. Answers whether it
+    /// was one. What is set after the look is for the next wait.
+    bool LooksInVain() {
+        if (IsSet(kernel.generation) || kernel.semaphore != 0 || created == 0) {
+            return false;
+        }
+        --count;
+        return true;
+    }
+
     /// Takes what the count says is there, and unsets the event. Answers
     /// whether it was set, which is all that a wait in vain asks: it has left
     /// no count.
@@ -331,7 +342,7 @@ int NovuSemaphore::GetSemCounts(int& count) {
 // The one that has generations, or null. By its type, since the slots of the
 // virtual functions are part of the layout; and by typeid, which is a
 // comparison of pointers where dynamic_cast is a search.
-NovuSemaphore::SemUnnamed* NovuSemaphore::Unnamed() const {
+inline NovuSemaphore::SemUnnamed* NovuSemaphore::Unnamed() const {
     return implementation != nullptr &&
                    typeid(*implementation) == typeid(SemUnnamed)
                ? static_cast<SemUnnamed*>(implementation)
@@ -434,6 +445,9 @@ int NovuEvent::Wait(unsigned int timeout) {
     // With automatic reset, nobody else learns of a set that came when the time
     // was over.
     if (NovuSemaphore::SemUnnamed* const unnamed = semaphore->Unnamed()) {
+        if (timeout == 0 && unnamed->LooksInVain()) {
+            return 0;
+        }
         int result = unnamed->WaitForEvent(timeout);
         if (manual == 0 && unnamed->IsCreated()) {
             if (unnamed->ResetEvent()) {
@@ -443,6 +457,11 @@ int NovuEvent::Wait(unsigned int timeout) {
         }
         return result;
     }
+    return WaitByFlag(timeout);
+}
+
+// Out of line, so that the usual wait need not set up for it.
+[[gnu::noinline]] int NovuEvent::WaitByFlag(unsigned int timeout) {
     int result = signalled != 0 ? 1 : semaphore->Wait(timeout);
     if (manual == 0) {
         bool wasSet = false;

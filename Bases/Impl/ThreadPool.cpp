@@ -69,10 +69,10 @@ void ThreadTaskPool::Post(boost::function<void()> task) {
     std::atomic<unsigned int>& wakers = Whole(*tasks).wakers;
     {
         const CsLocker locker(lock);
-        const bool mayBeIdle = tasks->empty();
+        // Where there are tasks it usually is, which is quicker seen than done.
+        const bool isSet = !tasks->empty() && taskEvent.Wait(0) == 1;
         tasks->splice(tasks->end(), posted);
-        if (!mayBeIdle) {
-            taskEvent.Set();
+        if (isSet) {
             return;
         }
         ++wakers;
