@@ -1,5 +1,6 @@
-// Directory enumeration, beside readdir with fstatat and std::filesystem. The
-// argument is the number of files in a directory of the benchmark's own.
+// Directory enumeration, beside readdir with stat and with fstatat, and
+// std::filesystem. The argument is the number of files in a directory of the
+// benchmark's own.
 
 #include "Bases/FileFind.h"
 
@@ -46,19 +47,37 @@ unsigned long long ByNovu(const std::string& path) {
     return bytes;
 }
 
-unsigned long long ByReaddir(const std::string& path) {
+template <typename Status>
+unsigned long long ByReaddir(const std::string& path, Status status) {
     unsigned long long bytes = 0;
     DIR* const stream = ::opendir(path.c_str());
     // cppcheck-suppress readdirCalled ; nobody else has the stream
     while (const dirent* const entry = ::readdir(stream)) {
         struct stat info {};
-        ::fstatat(::dirfd(stream), entry->d_name, &info, 0);
+        status(stream, entry->d_name, info);
         if (S_ISREG(info.st_mode)) {
             bytes += static_cast<unsigned long long>(info.st_size);
         }
     }
     ::closedir(stream);
     return bytes;
+}
+
+// By its path, as the library does.
+unsigned long long ByStat(const std::string& path) {
+    std::string entry = path;
+    return ByReaddir(path, [&](DIR*, const char* name, struct stat& info) {
+        entry.resize(path.size());
+        entry += name;
+        ::stat(entry.c_str(), &info);
+    });
+}
+
+unsigned long long ByFstatat(const std::string& path) {
+    return ByReaddir(path,
+                     [](DIR* stream, const char* name, struct stat& info) {
+                         ::fstatat(::dirfd(stream), name, &info, 0);
+                     });
 }
 
 unsigned long long ByFilesystem(const std::string& path) {
@@ -90,7 +109,8 @@ void Sizes(benchmark::internal::Benchmark* benchmark) {
 }
 
 BENCHMARK(Walk<ByNovu>)->Name("Walk/Novu")->Apply(Sizes);
-BENCHMARK(Walk<ByReaddir>)->Name("Walk/readdir + fstatat")->Apply(Sizes);
+BENCHMARK(Walk<ByStat>)->Name("Walk/readdir + stat")->Apply(Sizes);
+BENCHMARK(Walk<ByFstatat>)->Name("Walk/readdir + fstatat")->Apply(Sizes);
 BENCHMARK(Walk<ByFilesystem>)->Name("Walk/std::filesystem")->Apply(Sizes);
 
 }  // namespace

@@ -89,7 +89,7 @@ GOALS = (
     Goal("Thread", "StartAndStop", plain(1 / 1.05), ("StdThreadAndPause",)),
     Goal("ThreadPool", "Tasks", plain(1.4), ("Asio",)),
     Goal("ThreadPool", "RoundTrip", plain(1 / 1.2), ("Asio",)),
-    Goal("FileFind", "Walk", plain(1 / 1.05), ("readdir + fstatat",)),
+    Goal("FileFind", "Walk", plain(1 / 1.05), ("readdir + stat",)),
     Goal("FileSys", "Copy", plain(1 / 1.02), ("read + write 1024",),
          least=1 << 20),
     Goal("XmlDoc", "WriteUtf8", plain(1 / 1.2), ("libxml2",)),
