@@ -9,20 +9,26 @@
 #include <libxml/tree.h>
 #include <libxml/xmlerror.h>
 #include <libxml/xmlmemory.h>
+#include <libxml/xmlstring.h>
 #include <libxml/xmlwriter.h>
 #include <string.h>
 
+#include <array>
+#include <cstddef>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <locale>
 #include <memory>
+#include <string>
+#include <string_view>
 #include <type_traits>
 #include <utility>
 #include <vector>
 
 #include "Bases/Guid.h"
 #include "Bases/Impl/Owned.h"
+#include "Bases/Impl/Utf8.h"
 #include "Bases/String.h"
 #include "Bases/tchar.h"
 
@@ -31,6 +37,8 @@ namespace Novu {
 namespace {
 
 const std::size_t kIconvError = static_cast<std::size_t>(-1);
+
+const std::size_t kIntegerRoom = 32;  // For every integer, in characters.
 
 // For every number: "%lf" of the largest double has 316 characters.
 const std::size_t kNumberRoom = 512;
@@ -81,6 +89,76 @@ void ResetShiftState(iconv_t converter) {
     ::iconv(converter, nullptr, nullptr, nullptr, nullptr);
 }
 
+// Which texts a converter gives back byte for byte, so that there is nothing
+// to convert. Every other text goes through it, and is refused where it is.
+enum class Copied { kNone, kAscii, kUtf8 };
+
+bool IsCopied(Copied copied, const char* text, std::size_t size) {
+    switch (copied) {
+        case Copied::kUtf8:
+            return IsUtf8(text, size);
+        case Copied::kAscii:
+            return IsAscii(text, size);
+        case Copied::kNone:
+            break;
+    }
+    return false;
+}
+
+// All of ASCII, and what would stand for something else: encodings with shifts
+// or escapes made of ASCII give back each character alone, but not these, which
+// they read as nothing (ISO-2022) or as the letter a (UTF-7, that of mailboxes,
+// those of programming languages). The size is odd, so that an encoding in
+// units of two or four bytes finds a part of one.
+constexpr auto kAsciiTrial = [] {
+    constexpr std::string_view escapes = "\x1B(B+AGE-&AGE-\\u0061\\U00000061";
+    std::array<char, 0x80 + escapes.size()> trial{};
+    static_assert(trial.size() % 2 == 1);
+    for (std::size_t i = 0; i < trial.size(); ++i) {
+        trial[i] = i < 0x80 ? static_cast<char>(i) : escapes[i - 0x80];
+    }
+    return trial;
+}();
+
+// The ends of what each length of a sequence holds, and what a converter might
+// drop, refuse or compose: a byte-order mark, characters that are none, tags, a
+// letter with its accent as one and as two.
+constexpr std::string_view kUtf8Trial =
+    "\uFEFF\u0080\u07FF\u0800\uD7FF\uE000\uFDD0\uFFFD\uFFFE\uFFFF"
+    "\U00010000\U000E0001\U000E007F\U0010FFFF\u00E9e\u0301";
+
+bool GivesBack(iconv_t converter, std::string_view text) {
+    std::array<char, 2 * kAsciiTrial.size()> given{};
+    char* in = const_cast<char*>(text.data());
+    char* out = given.data();
+    std::size_t inLeft = text.size();
+    std::size_t outLeft = given.size();
+    ResetShiftState(converter);
+    if (::iconv(converter, &in, &inLeft, &out, &outLeft) == kIconvError) {
+        return false;
+    }
+    return std::string_view(given.data(), given.size() - outLeft) == text;
+}
+
+bool IsNameOfUtf8(const char* encoding) {
+    const auto* const name = reinterpret_cast<const xmlChar*>(encoding);
+    return ::xmlStrcasecmp(name, reinterpret_cast<const xmlChar*>("UTF-8")) ==
+               0 ||
+           ::xmlStrcasecmp(name, reinterpret_cast<const xmlChar*>("UTF8")) == 0;
+}
+
+// Of a converter between `encoding` and the C locale's character set. That both
+// are UTF-8 is known from one being so by name: what has the same bytes for the
+// trial is UTF-8, too.
+Copied CopiedBy(iconv_t converter, const char* encoding) {
+    if (!GivesBack(converter, {kAsciiTrial.data(), kAsciiTrial.size()})) {
+        return Copied::kNone;
+    }
+    return IsNameOfUtf8(encoding) && GivesBack(converter, kUtf8Trial)
+               ? Copied::kUtf8
+               : Copied::kAscii;
+}
+
 // Where memory runs out, libxml2 may answer as if it had not: an empty text is
 // written, or a tree lacks a part. What it remembers of its last error tells.
 
@@ -102,8 +180,9 @@ template <typename Write, typename... Texts>
 int Written(Write write, const Texts&... texts) {
     ForgetMemoryError();
     const int result = write();
-    return result >= 0 && !RanOutOfMemory() && (... && (texts != nullptr)) ? 1
-                                                                           : 0;
+    return result >= 0 && !RanOutOfMemory() && (... && (texts.Get() != nullptr))
+               ? 1
+               : 0;
 }
 
 // What atoi and atof answer, also where the number is out of their range and
@@ -121,7 +200,7 @@ double ParseDouble(const std::string& text) {
 // The text of a value, as the document shows it.
 
 std::string TextOf(int value) {
-    char text[kNumberRoom] = {};
+    char text[kIntegerRoom] = {};
     return _itoa(value, text, 10);
 }
 
@@ -136,12 +215,12 @@ std::string TextOf(unsigned long value) {
 }
 
 std::string TextOf(long long value) {
-    char text[kNumberRoom] = {};
+    char text[kIntegerRoom] = {};
     return _i64toa(value, text, 10);
 }
 
 std::string TextOf(unsigned long long value) {
-    char text[kNumberRoom] = {};
+    char text[kIntegerRoom] = {};
     std::snprintf(text, sizeof text, "%llu", value);
     return text;
 }
@@ -161,18 +240,18 @@ struct [[gnu::visibility("hidden")]] XmlWriter::PrivateData {
     xmlTextWriter* writer;  // Writes into the buffer; null between documents.
     iconv_t converter;      // From the C locale; null when none.
     xmlBuffer* closed;      // Closed under a writer that still flushes into it.
+    Copied copied;          // By the converter.
 
-    Text ConvertEncoding(const std::string& text) const;
     void FreeWriter();
 };
 
-// The text in the document's encoding, or null. The converter is told of twice
-// the text's length with its terminator, so the text stands in a block of that
-// size which is zero behind it: what is converted ends in many terminators.
-Text XmlWriter::PrivateData::ConvertEncoding(const std::string& text) const {
-    if (converter == nullptr) {
-        return nullptr;
-    }
+namespace {
+
+// The text in the document's encoding, or null.
+Text Convert(iconv_t converter, const std::string& text) {
+    // The converter is told of twice the text's length with its terminator, so
+    // the text stands in a block of that size which is zero behind it: what is
+    // converted ends in many terminators.
     const std::size_t length = text.size() + 1;
     const std::size_t outRoom = 3 * length;
     const std::size_t inCount = 2 * length;
@@ -197,6 +276,31 @@ Text XmlWriter::PrivateData::ConvertEncoding(const std::string& text) const {
     std::memset(out, 0, kTerminatorRoom);
     return block;
 }
+
+// A name or text for one call of libxml2: as it is where the converter would
+// only copy it, else converted; null where that fails. It refers to `text`.
+class Encoded {
+public:
+    Encoded(iconv_t converter, Copied copied, const std::string& text) {
+        if (converter == nullptr) {
+            return;
+        }
+        if (IsCopied(copied, text.data(), text.size())) {
+            start = reinterpret_cast<const xmlChar*>(text.c_str());
+        } else {
+            converted = Convert(converter, text);
+            start = converted.get();
+        }
+    }
+
+    const xmlChar* Get() const { return start; }
+
+private:
+    Text converted;
+    const xmlChar* start = nullptr;
+};
+
+}  // namespace
 
 void XmlWriter::PrivateData::FreeWriter() {
     if (writer != nullptr) {
@@ -242,6 +346,7 @@ int XmlWriter::BeginDocument(const std::string& encoding) {
         Close();
         return 0;
     }
+    data->copied = CopiedBy(data->converter, encoding.c_str());
     return 1;
 }
 
@@ -279,10 +384,10 @@ int XmlWriter::BeginElement(const std::string& name) {
     if (data->writer == nullptr) {
         return 0;
     }
-    const Text xmlName = data->ConvertEncoding(name);
+    const Encoded xmlName(data->converter, data->copied, name);
     return Written(
         [&] {
-            return ::xmlTextWriterStartElement(data->writer, xmlName.get());
+            return ::xmlTextWriterStartElement(data->writer, xmlName.Get());
         },
         xmlName);
 }
@@ -298,12 +403,12 @@ int XmlWriter::WriteElement(const std::string& name, const std::string& text) {
     if (data->writer == nullptr) {
         return 0;
     }
-    const Text xmlName = data->ConvertEncoding(name);
-    const Text xmlText = data->ConvertEncoding(text);
+    const Encoded xmlName(data->converter, data->copied, name);
+    const Encoded xmlText(data->converter, data->copied, text);
     return Written(
         [&] {
-            return ::xmlTextWriterWriteElement(data->writer, xmlName.get(),
-                                               xmlText.get());
+            return ::xmlTextWriterWriteElement(data->writer, xmlName.Get(),
+                                               xmlText.Get());
         },
         xmlName, xmlText);
 }
@@ -313,12 +418,12 @@ int XmlWriter::WriteAttribute(const std::string& name,
     if (data->writer == nullptr) {
         return 0;
     }
-    const Text xmlName = data->ConvertEncoding(name);
-    const Text xmlValue = data->ConvertEncoding(value);
+    const Encoded xmlName(data->converter, data->copied, name);
+    const Encoded xmlValue(data->converter, data->copied, value);
     return Written(
         [&] {
-            return ::xmlTextWriterWriteAttribute(data->writer, xmlName.get(),
-                                                 xmlValue.get());
+            return ::xmlTextWriterWriteAttribute(data->writer, xmlName.Get(),
+                                                 xmlValue.Get());
         },
         xmlName, xmlValue);
 }
@@ -327,9 +432,9 @@ int XmlWriter::WriteEntity(const std::string& text) {
     if (data->writer == nullptr) {
         return 0;
     }
-    const Text xmlText = data->ConvertEncoding(text);
+    const Encoded xmlText(data->converter, data->copied, text);
     return Written(
-        [&] { return ::xmlTextWriterWriteString(data->writer, xmlText.get()); },
+        [&] { return ::xmlTextWriterWriteString(data->writer, xmlText.Get()); },
         xmlText);
 }
 
@@ -347,10 +452,10 @@ int XmlWriter::WriteComment(const std::string& text) {
     if (data->writer == nullptr) {
         return 0;
     }
-    const Text xmlText = data->ConvertEncoding(text);
+    const Encoded xmlText(data->converter, data->copied, text);
     return Written(
         [&] {
-            return ::xmlTextWriterWriteComment(data->writer, xmlText.get());
+            return ::xmlTextWriterWriteComment(data->writer, xmlText.Get());
         },
         xmlText);
 }
@@ -480,6 +585,8 @@ struct [[gnu::visibility("hidden")]] XmlReader::PrivateData {
     std::unique_ptr<std::vector<char>> room =
         std::make_unique<std::vector<char>>();
 
+    Copied copied = Copied::kNone;  // By the converter.
+
     int Adopt(Document parsed);
     int ConvertDecoding(const unsigned char* text, std::string& out);
 };
@@ -579,6 +686,8 @@ int XmlReader::PrivateData::Adopt(Document parsed) {
     if (opened == nullptr) {
         return 0;
     }
+    copied =
+        CopiedBy(opened.get(), reinterpret_cast<const char*>(parsed->encoding));
     room->resize(kDecodeRoom);
     converter = opened.release();
     document = parsed.release();
@@ -593,13 +702,18 @@ int XmlReader::PrivateData::ConvertDecoding(const unsigned char* text,
     // A node without content, such as an attribute's missing value, is empty.
     unsigned char nothing = 0;
     const unsigned char* const start = text != nullptr ? text : &nothing;
+    const char* const bytes = reinterpret_cast<const char*>(start);
     const auto length = static_cast<std::size_t>(::xmlStrlen(start));
+    if (IsCopied(copied, bytes, length)) {
+        out.assign(bytes, length);
+        return 1;
+    }
     const std::size_t outRoom = length + kDecodeGrowth;
     if (room->size() < outRoom) {
         room->resize(outRoom);
     }
 
-    char* in = const_cast<char*>(reinterpret_cast<const char*>(start));
+    char* in = const_cast<char*>(bytes);
     char* converted = room->data();
     std::size_t inLeft = length + 1;
     std::size_t outLeft = outRoom;
