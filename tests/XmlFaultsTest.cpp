@@ -28,6 +28,7 @@
 #include <set>
 #include <string>
 #include <string_view>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -429,6 +430,52 @@ TEST_F(XmlFaultsTest, WriterAnswers0OrTheDocumentIsComplete) {
         }
     }
     RecordProperty("points", points);
+}
+
+// What somebody else on the thread left behind. It is cleared where it tells of
+// memory, and only there.
+void ExpectForeignErrorsDoNotCount() {
+    for (const Step& step : kWriterSteps) {
+        SCOPED_TRACE(step.name);
+        const XmlMemory memory;
+        const auto writeAfter = [&](const auto& fail, int code, int left) {
+            XmlWriter writer;
+            for (const Step& each : kWriterSteps) {
+                if (&each == &step) {
+                    fail();
+                    ASSERT_NE(nullptr, ::xmlGetLastError());
+                    ASSERT_EQ(code, ::xmlGetLastError()->code);
+                }
+                EXPECT_EQ(1, each.call(writer)) << each.name;
+                if (&each == &step) {
+                    const xmlError* const error = ::xmlGetLastError();
+                    EXPECT_EQ(left, error != nullptr ? error->code : 0);
+                }
+            }
+            EXPECT_EQ(kWritten, DocumentOf(writer));
+            ::xmlResetLastError();
+        };
+        writeAfter(
+            [] {
+                const Fault failure(Kind::kMemory, 1, ENOMEM);
+                EXPECT_EQ(nullptr, ::xmlBufferCreate());
+            },
+            XML_ERR_NO_MEMORY, XML_ERR_OK);
+        writeAfter(
+            [] {
+                EXPECT_EQ(nullptr, ::xmlReadMemory("text", 4, "", nullptr, 0));
+            },
+            XML_ERR_DOCUMENT_EMPTY, XML_ERR_DOCUMENT_EMPTY);
+    }
+}
+
+TEST_F(XmlFaultsTest, AnErrorFromBeforeIsNoneOfAWrite) {
+    ExpectForeignErrorsDoNotCount();
+    std::thread other([] {
+        ::xmlSetGenericErrorFunc(nullptr, Ignore);
+        ExpectForeignErrorsDoNotCount();
+    });
+    other.join();
 }
 
 // Each element or comment then takes the state of its parent.

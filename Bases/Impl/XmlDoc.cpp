@@ -162,10 +162,11 @@ Copied CopiedBy(iconv_t converter, const char* encoding) {
 // Where memory runs out, libxml2 may answer as if it had not: an empty text is
 // written, or a tree lacks a part. What it remembers of its last error tells.
 
-bool RanOutOfMemory() {
-    const xmlError* const error = ::xmlGetLastError();
-    return error != nullptr && error->code == XML_ERR_NO_MEMORY;
-}
+// Of this thread. Finding it takes as long as a short write, so that a write
+// does it once, and not by xmlGetLastError before and after.
+const xmlError& LastError() { return xmlLastError; }
+
+bool RanOutOfMemory() { return LastError().code == XML_ERR_NO_MEMORY; }
 
 // Before a call after which RanOutOfMemory is asked. Other errors stay.
 void ForgetMemoryError() {
@@ -178,9 +179,13 @@ void ForgetMemoryError() {
 // a failure also where libxml2 takes a null pointer for an empty text.
 template <typename Write, typename... Texts>
 int Written(Write write, const Texts&... texts) {
-    ForgetMemoryError();
+    const xmlError& error = LastError();
+    if (error.code == XML_ERR_NO_MEMORY) {
+        ::xmlResetLastError();
+    }
     const int result = write();
-    return result >= 0 && !RanOutOfMemory() && (... && (texts.Get() != nullptr))
+    return result >= 0 && error.code != XML_ERR_NO_MEMORY &&
+                   (... && (texts.Get() != nullptr))
                ? 1
                : 0;
 }
