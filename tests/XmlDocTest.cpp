@@ -43,6 +43,7 @@
 #include <vector>
 
 #include "Bases/Guid.h"
+#include "Bases/Impl/Utf8.h"
 #include "tests/support/Allocation.h"
 #include "tests/support/CommaLocale.h"
 #include "tests/support/GlobalLocale.h"
@@ -3639,8 +3640,7 @@ const char* const kEscapes[] = {"text",
                                 "~{!!~}",
                                 "\\",
                                 "\\u0061",
-                                "\x0E"
-                                "ab\x0F",
+                                "\x0Etu\x0F",
                                 "\x1b(B",
                                 "\x1b(Ja",
                                 "\x1b$B$\"\x1b(B",
@@ -3681,6 +3681,8 @@ TEST_F(XmlReaderTest, WhatAConverterGivesBackIsNotConverted) {
         {__LINE__, "UTF-8", "UTF-8", "ascii", 0, 0},
         {__LINE__, "UTF-8", "UTF-8", kE, 0, 0},
         {__LINE__, "UTF-8", "UTF-8", "\xED\xA0\x80", 1, 1},
+        {__LINE__, "UTF-8", "UTF-8", "\xF4\x90\x80\x80", 1, 1},
+        {__LINE__, "UTF-8", "UTF-8", "\xF5\x80\x80\x80", 1, 1},
         {__LINE__, "UTF-8", "utf-8", kE, 0, 0},
         {__LINE__, "UTF-8", "UTF8", kE, 0, 0},
         {__LINE__, "utf8", "UTF-8", kE, 0, 0},
@@ -3688,6 +3690,7 @@ TEST_F(XmlReaderTest, WhatAConverterGivesBackIsNotConverted) {
         {__LINE__, "UTF-8", "ISO-8859-1", kE, 1, 1},
         {__LINE__, "ISO-8859-1", "UTF-8", "ascii", 0, 0},
         {__LINE__, "ISO-8859-1", "UTF-8", kE, 1, 1},
+        {__LINE__, "ISO-8859-1", "ISO-8859-1", kE, 1, 1},
         {__LINE__, "EUC-KR", "US-ASCII", "ascii", 0, 0},
         {__LINE__, "EUC-KR", "US-ASCII", kE, 1, 1},
         {__LINE__, "UTF-8", "ISO-2022-JP", "ascii", 0, 1},
@@ -3720,6 +3723,23 @@ TEST_F(XmlReaderTest, WhatAConverterGivesBackIsNotConverted) {
         std::string read;
         reader.GetEntity(reader.GetRootElement(), read);
         EXPECT_EQ(row.reading, seen.conversions.size());
+    }
+}
+
+// What is behind the end is not looked at.
+TEST_F(XmlReaderTest, ASequenceThatIsCutOffIsNoUtf8) {
+    for (const std::string text :
+         {"\xC3\xA9", "\xE3\x81\x82", "\xED\x9F\xBF", "\xF0\x9F\x98\x80"}) {
+        EXPECT_TRUE(Novu::IsUtf8(text.data(), text.size()));
+        for (std::size_t size = 1; size < text.size(); ++size) {
+            EXPECT_FALSE(Novu::IsUtf8(text.data(), size));
+        }
+    }
+    EXPECT_TRUE(Novu::IsUtf8("\x80", 0));
+    for (std::size_t size = 0; size <= 24; ++size) {
+        const std::string text = std::string(size, 'x') + "\x80";
+        EXPECT_TRUE(Novu::IsAscii(text.data(), size)) << size;
+        EXPECT_FALSE(Novu::IsAscii(text.data(), size + 1)) << size;
     }
 }
 

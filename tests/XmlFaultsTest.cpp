@@ -596,11 +596,16 @@ TEST_F(XmlFaultsTest, LoadAnswers0OrTheDocumentIsComplete) {
     const std::string path = temp.Write("document.xml", kDocument);
     const auto descriptors = OpenDescriptors();
     int points = 0;
-    const auto cases = {
-        std::pair{&LoadMemory, false}, std::pair{&LoadMemory, true},
-        std::pair{&LoadFile, false}, std::pair{&LoadFile, true}};
-    for (const auto& [load, converts] : cases) {
-        const Trials trials(converts);
+    const struct {
+        int (*load)(XmlReader& reader, const std::string& path);
+        bool converts;
+    } cases[] = {{LoadMemory, false},
+                 {LoadMemory, true},
+                 {LoadFile, false},
+                 {LoadFile, true}};
+    for (const auto& row : cases) {
+        const auto load = row.load;
+        const Trials trials(row.converts);
         std::size_t abandoned = 0;
         for (const FaultCase& fault : kFaults) {
             bool struck = true;
