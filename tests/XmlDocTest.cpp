@@ -3607,6 +3607,8 @@ TEST_F(XmlReaderTest, EveryCharacterIsWrittenAndReadAsIfConverted) {
 TEST_F(XmlReaderTest, EverySequenceIsWrittenAndReadAsIfConverted) {
     const std::vector<std::string> texts = BorderTexts();
     ExpectAreAsConverted("UTF-8", "UTF-8", texts);
+    // Its 0x80 has three bytes in UTF-8, for which there is room once only.
+    ExpectAreAsConverted("windows-1252", "UTF-8", texts);
     std::vector<std::string> some;
     for (std::size_t at = 0; at < texts.size(); at += 29) {
         some.push_back(texts[at]);
@@ -3631,7 +3633,9 @@ TEST_F(XmlReaderTest, EveryPlaceIsWrittenAndReadAsIfConverted) {
 }
 
 // What an encoding with shifts or escapes makes of ASCII, and ASCII itself.
-const char* const kEscapes[] = {"text",
+const char* const kEscapes[] = {"\xe3\x81\x82",
+                                "\xe3\x81\x82 \xe3\x81\x82",
+                                "text",
                                 "+AGE-",
                                 "a+b",
                                 "&AGE-",

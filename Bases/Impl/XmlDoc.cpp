@@ -252,25 +252,31 @@ struct [[gnu::visibility("hidden")]] XmlWriter::PrivateData {
 
 namespace {
 
-// The text in the document's encoding, or null.
-Text Convert(iconv_t converter, const std::string& text) {
-    // The converter is told of twice the text's length with its terminator, so
-    // the text stands in a block of that size which is zero behind it: what is
-    // converted ends in many terminators.
+// The text in the document's encoding, or null. The converter is told of twice
+// the text's length with its terminator, all zero behind the text, and of room
+// for three times that length.
+Text Convert(iconv_t converter, Copied copied, const std::string& text) {
     const std::size_t length = text.size() + 1;
-    const std::size_t outRoom = 3 * length;
-    const std::size_t inCount = 2 * length;
+    // Where a zero comes out as one, those behind the terminator take as many
+    // bytes of the room as they are, and both are left out. Otherwise the text
+    // stands in a block with its zeros.
+    const bool hasZeros = copied == Copied::kNone;
+    const std::size_t outRoom = hasZeros ? 3 * length : 2 * length;
+    const std::size_t inCount = hasZeros ? 2 * length : length;
     Text block(static_cast<xmlChar*>(
-        ::xmlMalloc(outRoom + kTerminatorRoom + inCount)));
+        ::xmlMalloc(outRoom + kTerminatorRoom + (hasZeros ? inCount : 0))));
     if (block == nullptr) {
         return nullptr;
     }
 
     char* out = reinterpret_cast<char*>(block.get());
-    char* in = out + outRoom + kTerminatorRoom;
-    // NOLINTNEXTLINE(bugprone-not-null-terminated-result): memset ends it.
-    std::memcpy(in, text.data(), text.size());
-    std::memset(in + text.size(), 0, inCount - text.size());
+    char* in = const_cast<char*>(text.c_str());
+    if (hasZeros) {
+        in = out + outRoom + kTerminatorRoom;
+        // NOLINTNEXTLINE(bugprone-not-null-terminated-result): memset ends it.
+        std::memcpy(in, text.data(), text.size());
+        std::memset(in + text.size(), 0, inCount - text.size());
+    }
 
     std::size_t outLeft = outRoom;
     std::size_t inLeft = inCount;
@@ -293,7 +299,7 @@ public:
         if (IsCopied(copied, text.data(), text.size())) {
             start = reinterpret_cast<const xmlChar*>(text.c_str());
         } else {
-            converted = Convert(converter, text);
+            converted = Convert(converter, copied, text);
             start = converted.get();
         }
     }
