@@ -83,7 +83,8 @@ public:
     /// The count; 0, and `count` as it was, where there is none. For a named
     /// semaphore it is the system's, which macOS does not tell.
     /// By design [sem-8]: otherwise it is one that is kept beside: the initial
-    /// count, less 1 for every wait (also those that fail), and 0 after a post.
+    /// count, less 1 for every wait (also those that fail), down to -2^30, and
+    /// 0 after a post.
     int GetSemCounts(int& count);
 
 private:

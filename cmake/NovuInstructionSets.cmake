@@ -65,6 +65,11 @@ function(novu_instruction_sets target)
             endif()
         endif()
         target_sources(${target} PRIVATE ${source})
+        set_property(
+            GLOBAL
+            APPEND
+            PROPERTY NOVU_INSTRUCTION_SET_SOURCES ${source}
+        )
         set_source_files_properties(
             ${source}
             PROPERTIES

@@ -44,6 +44,64 @@ TEST(CpuFeatures, AreThoseThatTheCompilerFinds) {
 }
 #endif
 
+#if NOVU_X86_PATHS
+// What each bit allows, and what it takes besides. The answers of a processor
+// that has everything lose a bit, or some, in each row.
+TEST(CpuFeatures, FollowFromTheAnswersOfTheProcessor) {
+    using Novu::CpuAnswers;
+    const CpuAnswers all = {0x1A800000, 0xC0030020, 0x00004102, 0xE7};
+    const unsigned int vectors = Novu::kCpuAvx2 | Novu::kCpuGfni;
+    const unsigned int wide =
+        Novu::kCpuAvx512 | Novu::kCpuAvx512Vbmi | Novu::kCpuAvx512Popcnt;
+    const unsigned int narrow = Novu::kCpuPopcnt | Novu::kCpuAesNi;
+    const struct {
+        int line;
+        CpuAnswers lacks;
+        unsigned int features;
+    } rows[] = {
+        {__LINE__, {0, 0, 0, 0}, narrow | vectors | wide},
+        // popcnt, AES-NI
+        {__LINE__, {1U << 23U, 0, 0, 0}, Novu::kCpuAesNi | vectors | wide},
+        {__LINE__, {1U << 25U, 0, 0, 0}, Novu::kCpuPopcnt | vectors | wide},
+        // OSXSAVE, AVX
+        {__LINE__, {1U << 27U, 0, 0, 0}, narrow},
+        {__LINE__, {1U << 28U, 0, 0, 0}, narrow},
+        // The registers of SSE, of AVX, of AVX-512
+        {__LINE__, {0, 0, 0, 0x02}, narrow},
+        {__LINE__, {0, 0, 0, 0x04}, narrow},
+        {__LINE__, {0, 0, 0, 0x20}, narrow | vectors},
+        {__LINE__, {0, 0, 0, 0x40}, narrow | vectors},
+        {__LINE__, {0, 0, 0, 0x80}, narrow | vectors},
+        {__LINE__, {0, 0, 0, 0xE7}, narrow},
+        // AVX2
+        {__LINE__, {0, 1U << 5U, 0, 0}, narrow | Novu::kCpuGfni | wide},
+        // AVX-512 F, DQ, BW, VL
+        {__LINE__, {0, 1U << 16U, 0, 0}, narrow | vectors},
+        {__LINE__, {0, 1U << 17U, 0, 0}, narrow | vectors},
+        {__LINE__, {0, 1U << 30U, 0, 0}, narrow | vectors},
+        {__LINE__, {0, 1U << 31U, 0, 0}, narrow | vectors},
+        // VBMI, GFNI, VPOPCNTDQ
+        {__LINE__,
+         {0, 0, 1U << 1U, 0},
+         narrow | vectors | (wide & ~unsigned{Novu::kCpuAvx512Vbmi})},
+        {__LINE__, {0, 0, 1U << 8U, 0}, narrow | Novu::kCpuAvx2 | wide},
+        {__LINE__,
+         {0, 0, 1U << 14U, 0},
+         narrow | vectors | (wide & ~unsigned{Novu::kCpuAvx512Popcnt})},
+        // No leaf 7
+        {__LINE__, {0, ~0U, ~0U, 0}, narrow},
+    };
+    for (const auto& row : rows) {
+        const CpuAnswers answers = {
+            all.leaf1c & ~row.lacks.leaf1c, all.leaf7b & ~row.lacks.leaf7b,
+            all.leaf7c & ~row.lacks.leaf7c,
+            all.keptRegisters & ~row.lacks.keptRegisters};
+        EXPECT_EQ(row.features, Novu::CpuFeaturesOf(answers))
+            << "row at line " << row.line;
+    }
+}
+#endif
+
 // The choice
 
 struct Path {

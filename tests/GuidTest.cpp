@@ -396,6 +396,18 @@ TEST(GuidTest, NilHasNoText) {
     }
 }
 
+TEST(GuidTest, TheIdentifierMayLieWhereItsTextIsWritten) {
+    for (const int format : {0, 1}) {
+        alignas(Guid) unsigned char memory[40];
+        Guid* const guid = new (memory) Guid;
+        guid->Generate();
+        const std::string expected = guid->ToString(format);
+        auto* const out = reinterpret_cast<char*>(memory);
+        EXPECT_TRUE(guid->ToString(out, format));
+        EXPECT_EQ(expected, out);
+    }
+}
+
 // [guid-4]
 TEST(GuidTest, ANullOutIsRefused) {
     EXPECT_FALSE(Of(kCounting).ToString(static_cast<char*>(nullptr), 1));

@@ -457,6 +457,28 @@ TEST_F(NovuSemaphoreTest, APostReleasesAllWhoWait) {
     }
 }
 
+// Looks in vain are quick: without an end, the count would come round to the
+// largest number, which the next reset would take one by one.
+TEST_F(NovuEventTest, TheCountOfLooksInVainDoesNotComeRound) {
+    for (const int manualReset : {0, 1}) {
+        NovuEvent event;
+        ASSERT_EQ(1, event.Create(manualReset, 0, nullptr));
+        NovuSemaphore& semaphore = *event.GetSemaphore();
+        // Behind the virtual table and what says whether it was created.
+        void* const unnamed = const_cast<void*>(ImplementationOf(semaphore));
+        const std::int32_t lowest = -0x40000000;
+        NovuTest::SetFieldAt(unnamed, 12, lowest + 1);
+        EXPECT_EQ(lowest + 1, CountOf(semaphore));
+        EXPECT_EQ(0, event.Wait(0));
+        EXPECT_EQ(lowest, CountOf(semaphore));
+        EXPECT_EQ(0, event.Wait(0));
+        EXPECT_EQ(0, event.Wait(1));
+        EXPECT_EQ(lowest, CountOf(semaphore));
+        EXPECT_EQ(1, event.Set());
+        EXPECT_EQ(0, CountOf(semaphore));
+    }
+}
+
 // [sem-8]
 TEST_F(NovuSemaphoreTest, TheCountIsKeptBeside) {
     NovuSemaphore semaphore;

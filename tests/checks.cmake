@@ -143,6 +143,43 @@ foreach(standard IN ITEMS c++17 c++20 c++2b)
         PROPERTIES TIMEOUT 300
     )
 endforeach()
+get_target_property(sources NovuBasesObjects SOURCES)
+list(FILTER sources EXCLUDE REGEX "NewBytes") # Never merged, see NewBytes.h.
+if(NOVU_X86_PATHS)
+    get_property(own GLOBAL PROPERTY NOVU_INSTRUCTION_SET_SOURCES)
+    list(REMOVE_ITEM sources ${own})
+endif()
+novu_check(
+    merged
+    LABEL interface
+    COMMAND
+        ${interface}/merged
+        ${CMAKE_CXX_COMPILER}
+        ${PROJECT_SOURCE_DIR}
+        ${sources}
+)
+if(NOVU_X86_PATHS)
+    novu_check(
+        portable
+        LABEL interface
+        COMMAND
+            ${interface}/portable
+            ${CMAKE_CXX_COMPILER}
+            ${PROJECT_SOURCE_DIR}
+            ${CMAKE_CURRENT_BINARY_DIR}/portable
+            Base64BlocksTest
+            Base64Test
+            BitsBlocksTest
+            BitsTest
+            CpuFeaturesTest
+            CryptoBlockCipherSeedTest
+            CryptoHashMd5Test
+            Md5BlocksTest
+            SeedBlocksTest
+            SeedTest
+        PROPERTIES TIMEOUT 600
+    )
+endif()
 novu_check(
     includes
     LABEL interface
@@ -202,6 +239,7 @@ if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
             ${interface}/own-code
             $<TARGET_FILE:NovuBasesStatic>
             ${PROJECT_SOURCE_DIR}/Bases/Impl/instruction_sets.txt
+            ${NOVU_X86_PATHS}
     )
     foreach(kind IN ITEMS Shared Static)
         string(TOLOWER hardened-${kind} check)

@@ -57,7 +57,7 @@ char* EncodeRest(const char* alphabet, const char* data, std::size_t len,
     return text;
 }
 
-const Base64Path& Best() {
+const Base64Path& BestBase64() {
     static constinit std::atomic<const Base64Path*> best = nullptr;
     return BestPath(Base64Paths(), best);
 }
@@ -137,7 +137,7 @@ int Base64::Encode(const char* data, unsigned long len, std::string& out) {
     out.resize(fours * 4);
     const char* const alphabet =
         IsStandard(s_szBase64Alphabet) ? kBase64Standard : s_szBase64Alphabet;
-    std::size_t at = Best().encode(alphabet, data, len, out.data());
+    std::size_t at = BestBase64().encode(alphabet, data, len, out.data());
     at += Base64EncodePlain(alphabet, data + at, len - at,
                             out.data() + at / 3 * 4);
     if (at != len) {
@@ -176,7 +176,7 @@ unsigned long Base64::Decode(const char* text, char* out) {
     while (valid && at != length) {
         if (held == 0 && !overlap) {
             for (Base64Decode* const decode :
-                 {Best().decode, &Base64DecodePlain}) {
+                 {BestBase64().decode, &Base64DecodePlain}) {
                 const std::size_t decoded =
                     decode(*values, text + at, length - at, out + written);
                 at += decoded;

@@ -55,14 +55,14 @@ bool AnyByte(const unsigned char* data, unsigned long count) {
            (data[0] != 0 || std::memcmp(data, data + 1, count - 1) != 0);
 }
 
-const BitsPath& Best() {
+const BitsPath& BestBits() {
     static constinit std::atomic<const BitsPath*> best = nullptr;
     return BestPath(BitsPaths(), best);
 }
 
 unsigned long CountOnes(const unsigned char* data, unsigned long size) {
     const unsigned long bytes = size / kBitsPerByte;
-    unsigned long ones = Best().count(data, bytes);
+    unsigned long ones = BestBits().count(data, bytes);
     if (size % kBitsPerByte != 0) {
         const unsigned int last = data[bytes] & (BitMask(size) - 1);
         ones += static_cast<unsigned long>(std::popcount(last));
@@ -301,7 +301,7 @@ void Bits::ToString(std::string& out) const {
     out.resize(size);
     const unsigned long bytes = size / kBitsPerByte;
     const unsigned long rest = size % kBitsPerByte;
-    Best().write(data, bytes, out.data() + size);
+    BestBits().write(data, bytes, out.data() + size);
     for (unsigned long at = 0; at != rest; ++at) {
         const bool isSet = (data[bytes] >> (rest - 1 - at) & 1) != 0;
         out[at] = isSet ? '1' : '0';
@@ -315,12 +315,12 @@ std::string Bits::ToString() const {
 }
 
 void Bits::FromString(const std::string& text) {
-    Bits read(Best().digits(text.data(), text.size()));
+    Bits read(BestBits().digits(text.data(), text.size()));
     if (read.data != nullptr) {
         const char* const end = text.data() + text.size();
         const char* const begin = end - read.size;
         const unsigned long bytes = read.size / kBitsPerByte;
-        Best().read(read.data, bytes, end);
+        BestBits().read(read.data, bytes, end);
         for (unsigned long at = 0; at != read.size % kBitsPerByte; ++at) {
             unsigned char& last = read.data[bytes];
             last = static_cast<unsigned char>(last << 1 | (begin[at] - '0'));

@@ -16,7 +16,7 @@ const std::size_t kWord = sizeof(std::uint64_t);  // Bytes.
 const std::size_t kDigits = 8;                    // Of a byte.
 
 // Bytes as a word, the first one lowest.
-std::uint64_t LoadWord(const void* bytes) {
+std::uint64_t LoadEight(const void* bytes) {
     std::uint64_t word = 0;
     std::memcpy(&word, bytes, sizeof word);
     return std::endian::native == std::endian::little ? word
@@ -77,7 +77,7 @@ std::size_t BitsCountPlain(const unsigned char* data, std::size_t bytes) {
         const std::size_t some = std::min(words, together);
         std::uint64_t sums = 0;
         for (std::size_t word = 0; word != some; ++word) {
-            sums += OnesOfBytes(LoadWord(data + word * kWord));
+            sums += OnesOfBytes(LoadEight(data + word * kWord));
         }
         ones += SumOfBytes(sums);
         data += some * kWord;
@@ -103,7 +103,7 @@ std::size_t BitsDigitsPlain(const char* text, std::size_t size) {
         const char* const digits = text + left - together;
         std::uint64_t strangers = 0;
         for (std::size_t at = 0; at != together; at += kDigits) {
-            strangers |= Strangers(LoadWord(digits + at));
+            strangers |= Strangers(LoadEight(digits + at));
         }
         if (strangers != 0) {
             break;
@@ -118,7 +118,7 @@ std::size_t BitsDigitsPlain(const char* text, std::size_t size) {
 void BitsReadPlain(unsigned char* data, std::size_t bytes, const char* end) {
     for (std::size_t at = 0; at != bytes; ++at) {
         end -= kDigits;
-        data[at] = ByteOf(LoadWord(end));
+        data[at] = ByteOf(LoadEight(end));
     }
 }
 

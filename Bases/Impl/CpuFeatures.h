@@ -25,6 +25,19 @@ enum CpuFeature : unsigned int {
     kCpuAvx512Popcnt = 1U << 6U  // VPOPCNTDQ.
 };
 
+/// What a processor of x86-64 and its system answer: registers of two leaves of
+/// cpuid, and what xgetbv tells of the registers that are kept. 0 where there
+/// is no such leaf, or no xgetbv.
+struct CpuAnswers {
+    unsigned int leaf1c;
+    unsigned int leaf7b;
+    unsigned int leaf7c;
+    unsigned long long keptRegisters;
+};
+
+/// The features by these answers.
+unsigned int CpuFeaturesOf(const CpuAnswers& answers);
+
 /// Whether all of `features` are there. Any thread may ask; the processor is
 /// asked the first time.
 bool CpuHas(unsigned int features);

@@ -26,48 +26,58 @@ bool HasBits(unsigned long long value, unsigned long long bits) {
 
 constexpr unsigned int Bit(unsigned int number) { return 1U << number; }
 
+const unsigned int kOsxsave = Bit(27);  // Of leaf 1, ecx.
+
 unsigned int FindFeatures() {
+    CpuAnswers answers{};
     unsigned int a = 0;
     unsigned int b = 0;
     unsigned int c = 0;
     unsigned int d = 0;
-    if (__get_cpuid(1, &a, &b, &c, &d) == 0) {
-        return 0;
+    if (__get_cpuid(1, &a, &b, &c, &d) != 0) {
+        answers.leaf1c = c;
     }
+    if (HasBits(answers.leaf1c, kOsxsave)) {
+        answers.keptRegisters = KeptRegisters();
+    }
+    if (__get_cpuid_count(7, 0, &a, &b, &c, &d) != 0) {
+        answers.leaf7b = b;
+        answers.leaf7c = c;
+    }
+    return CpuFeaturesOf(answers);
+}
+
+}  // namespace
+
+unsigned int CpuFeaturesOf(const CpuAnswers& answers) {
     const unsigned int popcnt = Bit(23);
     const unsigned int aes = Bit(25);
-    const unsigned int osxsave = Bit(27);
     const unsigned int avx = Bit(28);
-
-    unsigned int found = 0;
-    found |= HasBits(c, popcnt) ? kCpuPopcnt : 0U;
-    found |= HasBits(c, aes) ? kCpuAesNi : 0U;
-    if (!HasBits(c, osxsave | avx)) {
-        return found;
-    }
-    const unsigned long long kept = KeptRegisters();
-    const unsigned long long ymm = 0x6;
-    const unsigned long long zmm = 0xE6;
-    if (!HasBits(kept, ymm) || __get_cpuid_count(7, 0, &a, &b, &c, &d) == 0) {
-        return found;
-    }
     const unsigned int avx2 = Bit(5);
     const unsigned int avx512 = Bit(16) | Bit(17) | Bit(30) | Bit(31);
     const unsigned int vbmi = Bit(1);
     const unsigned int gfni = Bit(8);
     const unsigned int vpopcntdq = Bit(14);
+    const unsigned long long ymm = 0x6;
+    const unsigned long long zmm = 0xE6;
 
-    found |= HasBits(b, avx2) ? kCpuAvx2 : 0U;
-    found |= HasBits(c, gfni) ? kCpuGfni : 0U;
-    if (HasBits(kept, zmm) && HasBits(b, avx512)) {
+    unsigned int found = 0;
+    found |= HasBits(answers.leaf1c, popcnt) ? kCpuPopcnt : 0U;
+    found |= HasBits(answers.leaf1c, aes) ? kCpuAesNi : 0U;
+    if (!HasBits(answers.leaf1c, kOsxsave | avx) ||
+        !HasBits(answers.keptRegisters, ymm)) {
+        return found;
+    }
+    found |= HasBits(answers.leaf7b, avx2) ? kCpuAvx2 : 0U;
+    found |= HasBits(answers.leaf7c, gfni) ? kCpuGfni : 0U;
+    if (HasBits(answers.keptRegisters, zmm) &&
+        HasBits(answers.leaf7b, avx512)) {
         found |= kCpuAvx512;
-        found |= HasBits(c, vbmi) ? kCpuAvx512Vbmi : 0U;
-        found |= HasBits(c, vpopcntdq) ? kCpuAvx512Popcnt : 0U;
+        found |= HasBits(answers.leaf7c, vbmi) ? kCpuAvx512Vbmi : 0U;
+        found |= HasBits(answers.leaf7c, vpopcntdq) ? kCpuAvx512Popcnt : 0U;
     }
     return found;
 }
-
-}  // namespace
 
 bool CpuHas(unsigned int features) {
     // Threads that ask at once find the same.

@@ -23,9 +23,7 @@ namespace Novu {
 namespace {
 
 using Word = std::uint32_t;
-using State = Word[4];  // A, B, C, D
-
-const std::size_t kMd5BlockSize = 64;
+using Md5State = Word[4];  // A, B, C, D
 
 // The context. It is reached by its bytes alone, since it can lie anywhere.
 const std::size_t kStateAt = 0;
@@ -42,19 +40,19 @@ Word LittleEndian(Word word) {
                                                       : __builtin_bswap32(word);
 }
 
-Word LoadWord(const char* bytes) {
+Word LoadMd5Word(const char* bytes) {
     Word word = 0;
     std::memcpy(&word, bytes, sizeof word);
     return word;
 }
 
-void StoreWord(char* bytes, Word word) {
+void StoreMd5Word(char* bytes, Word word) {
     std::memcpy(bytes, &word, sizeof word);
 }
 
 // Works the blocks of `data` into the state of a context.
 void TransformBlocks(char* context, const char* data, unsigned long blocks) {
-    State state;
+    Md5State state;
     std::memcpy(state, context + kStateAt, sizeof state);
     Md5TransformBlocks(state, data, blocks);
     std::memcpy(context + kStateAt, state, sizeof state);
@@ -62,7 +60,7 @@ void TransformBlocks(char* context, const char* data, unsigned long blocks) {
 
 // Bytes that wait in the buffer of a context.
 std::size_t BytesWaiting(const char* context) {
-    return LoadWord(context + kLowCountAt) / 8 % kMd5BlockSize;
+    return LoadMd5Word(context + kLowCountAt) / 8 % kMd5BlockSize;
 }
 
 }  // namespace
@@ -114,10 +112,10 @@ int CryptoHashMd5::Decrypt(unsigned char* /*input*/,
 // Digests in pieces
 
 void CryptoHashMd5::MD5Init(char (*context)[88]) {
-    const State initial = {0x67452301, 0xEFCDAB89, 0x98BADCFE, 0x10325476};
+    const Md5State initial = {0x67452301, 0xEFCDAB89, 0x98BADCFE, 0x10325476};
     std::memcpy(*context + kStateAt, initial, sizeof initial);
-    StoreWord(*context + kLowCountAt, 0);
-    StoreWord(*context + kHighCountAt, 0);
+    StoreMd5Word(*context + kLowCountAt, 0);
+    StoreMd5Word(*context + kHighCountAt, 0);
 }
 
 void CryptoHashMd5::MD5Update(char (*context)[88], const void* data,
@@ -125,12 +123,12 @@ void CryptoHashMd5::MD5Update(char (*context)[88], const void* data,
     char* const buffer = *context + kBufferAt;
     const std::size_t waiting = BytesWaiting(*context);
 
-    const Word oldLow = LoadWord(*context + kLowCountAt);
+    const Word oldLow = LoadMd5Word(*context + kLowCountAt);
     const Word low = oldLow + static_cast<Word>(length << 3);
-    Word high = LoadWord(*context + kHighCountAt);
+    Word high = LoadMd5Word(*context + kHighCountAt);
     high += (low < oldLow ? 1 : 0) + static_cast<Word>(length >> 29);
-    StoreWord(*context + kLowCountAt, low);
-    StoreWord(*context + kHighCountAt, high);
+    StoreMd5Word(*context + kLowCountAt, low);
+    StoreMd5Word(*context + kHighCountAt, high);
 
     if (length == 0) {  // `data` may be null then, which memcpy must not see.
         return;
@@ -167,13 +165,13 @@ void CryptoHashMd5::MD5Final(MD5Digest_struct* digest, char (*context)[88]) {
         used = 0;
     }
     std::memset(buffer + used, 0, kLengthAt - used);
-    StoreWord(buffer + kLengthAt,
-              LittleEndian(LoadWord(*context + kLowCountAt)));
-    StoreWord(buffer + kLengthAt + sizeof(Word),
-              LittleEndian(LoadWord(*context + kHighCountAt)));
+    StoreMd5Word(buffer + kLengthAt,
+                 LittleEndian(LoadMd5Word(*context + kLowCountAt)));
+    StoreMd5Word(buffer + kLengthAt + sizeof(Word),
+                 LittleEndian(LoadMd5Word(*context + kHighCountAt)));
     TransformBlocks(*context, buffer, 1);
 
-    State state;
+    Md5State state;
     std::memcpy(state, *context + kStateAt, sizeof state);
     std::transform(std::begin(state), std::end(state), std::begin(state),
                    LittleEndian);

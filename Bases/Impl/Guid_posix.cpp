@@ -163,15 +163,13 @@ bool Guid::ToString(char* out, int format) const {
     if (out == nullptr || None()) {
         return false;
     }
-    if (format != 0) {
-        WriteText(out, bytes);
-        out[kTextLength] = '\0';
-    } else {
-        char text[kTextLength];
-        WriteText(text, bytes);
-        std::memcpy(out, text + 1, kTextLength - 2);
-        out[kTextLength - 2] = '\0';
-    }
+    // Not written into `out` at once: this identifier may lie there.
+    char text[kTextLength];
+    WriteText(text, bytes);
+    const std::size_t braces = format != 0 ? 0 : 1;
+    const std::size_t length = kTextLength - 2 * braces;
+    std::memcpy(out, text + braces, length);
+    out[length] = '\0';
     return true;
 }
 

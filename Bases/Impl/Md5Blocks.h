@@ -4,10 +4,13 @@
 #ifndef NOVU_BASES_IMPL_MD5BLOCKS_H_
 #define NOVU_BASES_IMPL_MD5BLOCKS_H_
 
+#include <cstddef>
 #include <cstdint>
 #include <span>
 
 namespace Novu {
+
+inline constexpr std::size_t kMd5BlockSize = 64;
 
 /// Works `count` blocks of 64 bytes from `data` into the four words of `state`.
 /// Nothing needs to be aligned.

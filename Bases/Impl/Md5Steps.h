@@ -21,9 +21,10 @@
 #include <cstring>
 #include <utility>
 
+#include "Bases/Impl/Md5Blocks.h"
+
 namespace Novu {
 
-inline constexpr std::size_t kMd5BlockSize = 64;
 inline constexpr std::size_t kMd5Steps = 64;
 
 // T of RFC 1321: the first 32 bits of the fraction of |sin(i + 1)|.

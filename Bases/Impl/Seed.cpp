@@ -79,11 +79,11 @@ const std::size_t kBlockSize = 16;
 
 // Some blocks at once: what one of them waits for, the others fill.
 template <std::size_t blocks>
-struct State {
+struct SeedState {
     Half left[blocks];
     Half right[blocks];
 
-    explicit State(const unsigned char* in) {
+    explicit SeedState(const unsigned char* in) {
         for (std::size_t block = 0; block != blocks; ++block) {
             const unsigned char* const words = in + block * kBlockSize;
             left[block] = {LoadWord(words, 0), LoadWord(words, 1)};
@@ -121,7 +121,7 @@ void TransformOne(const unsigned char* in, unsigned char* out,
                   const Word* roundKeys) {
     const Word* const keys = FirstKeys(direction, roundKeys);
     constexpr std::ptrdiff_t step = StepOf(direction);
-    State<1> state(in);
+    SeedState<1> state(in);
     [&]<std::ptrdiff_t... twoRounds>(
         std::integer_sequence<std::ptrdiff_t, twoRounds...> /*numbers*/) {
         (state.TwoRounds(keys + 2 * twoRounds * step, step), ...);
@@ -136,7 +136,7 @@ const std::size_t kTogether = 4;
 
 void TransformTogether(const unsigned char* in, unsigned char* out,
                        const Word* keys, std::ptrdiff_t step) {
-    State<kTogether> state(in);
+    SeedState<kTogether> state(in);
     for (std::size_t round = 0; round != kRounds; round += 4) {
         state.TwoRounds(keys, step);
         state.TwoRounds(keys + 2 * step, step);
@@ -206,7 +206,7 @@ void SeedScheduleKeysPlain(std::uint32_t* roundKeys,
 
 namespace {
 
-const SeedPath& Best() {
+const SeedPath& BestSeed() {
     static constinit std::atomic<const SeedPath*> best = nullptr;
     return BestPath(SeedPaths(), best);
 }
@@ -214,12 +214,12 @@ const SeedPath& Best() {
 }  // namespace
 
 SeedTransform* SeedTransformFor(unsigned long blocks) {
-    const SeedPath& path = Best();
+    const SeedPath& path = BestSeed();
     return blocks >= path.fewest ? path.transform : SeedTransformBlocksPlain;
 }
 
 void SeedScheduleKeys(std::uint32_t* roundKeys, const unsigned char* userKey) {
-    Best().schedule(roundKeys, userKey);
+    BestSeed().schedule(roundKeys, userKey);
 }
 
 }  // namespace Novu

@@ -36,10 +36,10 @@ namespace Novu {
 const std::size_t kSeedBlockBytes = 16;
 const std::size_t kSeedPairs = 16;
 
-/// Where in the user's key, for each pair of round keys, the bytes of one word
-/// of the turned key are.
+/// Where in the user's key the bytes of one word of the turned key are: four
+/// for each pair of round keys.
 struct SeedPlaces {
-    std::uint8_t bytes[kSeedPairs][4];
+    std::uint8_t bytes[kSeedPairs * 4];
 };
 
 /// Those of word `word`. A pair finds the first two words turned right by a
@@ -55,7 +55,7 @@ constexpr SeedPlaces SeedPlacesOf(std::size_t word) {
             const std::size_t from =
                 word < 2 ? at + (pair + 1) / 2 : at + 8 - pair / 2;
             const std::size_t low = from % 8;
-            places.bytes[pair][byte] = static_cast<std::uint8_t>(
+            places.bytes[4 * pair + byte] = static_cast<std::uint8_t>(
                 (word < 2 ? 0 : 8) + (low < 4 ? low + 4 : low - 4));
         }
     }
@@ -165,7 +165,7 @@ void SeedScheduleVectors(std::uint32_t* roundKeys,
     const auto key = Vector::Key(userKey);
     for (std::size_t pair = 0; pair != kSeedPairs; pair += Vector::kBlocks) {
         const auto turned = [&](std::size_t word) {
-            return Vector::Taken(key, kPlaces[word].bytes[pair]);
+            return Vector::Taken(key, kPlaces[word].bytes + 4 * pair);
         };
         const auto constants = Vector::LoadWords(kConstants + pair);
         typename Vector::Words words[] = {

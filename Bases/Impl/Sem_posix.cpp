@@ -12,8 +12,8 @@
 // The generation and the sleepers are sequentially consistent, for either the
 // one who sets sees a sleeper or the sleeper sees the set. The count and the
 // flag of such an event order nothing: whoever reads them is told by the
-// generation, or content with a number that was right a moment ago. So they are
-// written in relaxed order, which costs a tenth of the other.
+// generation, or content with a number that was right a moment ago. So a set
+// and a reset write them in relaxed order, which costs a tenth of the other.
 
 #include "Bases/Sem.h"
 
@@ -219,7 +219,7 @@ public:
         if (IsSet(kernel.generation) || kernel.semaphore != 0 || created == 0) {
             return false;
         }
-        --count;
+        CountAWait();
         return true;
     }
 
@@ -243,6 +243,15 @@ public:
 private:
     static bool IsSet(std::uint32_t generation) { return generation % 2 != 0; }
 
+    // Not below a number that nobody reaches by waiting in earnest: looks in
+    // vain are so quick that they would come round to INT_MAX in half a minute.
+    // Far enough above INT_MIN for all threads that pass the test together.
+    void CountAWait() {
+        if (count.load(std::memory_order_relaxed) > kLowestCount) {
+            --count;
+        }
+    }
+
     // What is not done at every wait for an event is kept out of line: the rest
     // is a few instructions.
 
@@ -259,7 +268,7 @@ private:
         if (created == 0) {
             return 0;
         }
-        --count;
+        CountAWait();
         const Waited waited = timeout == kNoLimit
                                   ? KernelSemWait(kernel, generation)
                                   : TimedWaitSince(generation, timeout);
@@ -279,6 +288,8 @@ private:
                                         nanoseconds)
                    : waited;
     }
+
+    static const std::int32_t kLowestCount = -0x40000000;
 
     std::int32_t created = 0;  // 1 once the kernel's exists.
     std::atomic<std::int32_t> count =

@@ -38,9 +38,9 @@ ThreadTaskPool::~ThreadTaskPool() {
     {
         const CancellationDisabled disabled;
         ThreadTaskPool::StopThread(kNoLimit, 1);
-    }
-    while (Whole(*tasks).wakers != 0) {
-        YieldThread();
+        while (Whole(*tasks).wakers != 0) {
+            SleepThread(1);  // Not a yield: the other may have less priority.
+        }
     }
     delete &Whole(*tasks);
 }
@@ -69,7 +69,9 @@ void ThreadTaskPool::Post(boost::function<void()> task) {
     std::atomic<unsigned int>& wakers = Whole(*tasks).wakers;
     {
         const CsLocker locker(lock);
-        // Where there are tasks it usually is, which is quicker seen than done.
+        // While tasks wait the event is usually set, and to look is cheaper
+        // than to set it again. It is unset only under the lock, with an empty
+        // list.
         const bool isSet = !tasks->empty() && taskEvent.Wait(0) == 1;
         tasks->splice(tasks->end(), posted);
         if (isSet) {

@@ -89,9 +89,13 @@ void ResetShiftState(iconv_t converter) {
     ::iconv(converter, nullptr, nullptr, nullptr, nullptr);
 }
 
+}  // namespace
+
 // Which texts a converter gives back byte for byte, so that there is nothing
 // to convert. Every other text goes through it, and is refused where it is.
 enum class Copied { kNone, kAscii, kUtf8 };
+
+namespace {
 
 bool IsCopied(Copied copied, const char* text, std::size_t size) {
     switch (copied) {
@@ -164,7 +168,13 @@ Copied CopiedBy(iconv_t converter, const char* encoding) {
 
 // Of this thread. Finding it takes as long as a short write, so that a write
 // does it once, and not by xmlGetLastError before and after.
-const xmlError& LastError() { return xmlLastError; }
+const xmlError& LastError() {
+#if LIBXML_VERSION < 21200
+    return xmlLastError;
+#else  // Deprecates that, and answers a constant.
+    return *::xmlGetLastError();
+#endif
+}
 
 bool RanOutOfMemory() { return LastError().code == XML_ERR_NO_MEMORY; }
 
