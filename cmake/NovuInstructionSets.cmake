@@ -2,6 +2,9 @@
 # particular processors, each with the flags that its suffix has in
 # Bases/Impl/instruction_sets.txt.
 #
+# In Release builds they get -O3, where the others get what makes them small; a
+# build of another type is as its own flags say.
+#
 # NOVU_X86_PATHS says whether this build has them: it is for x86-64 alone, and
 # NOVU_PORTABLE_ONLY is off.
 

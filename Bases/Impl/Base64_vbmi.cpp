@@ -4,15 +4,11 @@
 #include <immintrin.h>
 
 #include "Bases/Impl/Base64Blocks.h"
+#include "Bases/Impl/FirstBytes_avx512.h"
 
 namespace Novu {
 
 namespace {
-
-// For so many bytes, from 0 to 64.
-__mmask64 FirstBytes(std::size_t count) {
-    return _cvtu64_mask64(count < 64 ? (1ULL << count) - 1 : ~0ULL);
-}
 
 // The characters of 48 bytes.
 __m512i Encoded(__m512i alphabet, __m512i bytes) {

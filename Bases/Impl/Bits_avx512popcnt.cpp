@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "Bases/Impl/BitsBlocks.h"
+#include "Bases/Impl/FirstBytes_avx512.h"
 
 namespace Novu {
 
@@ -12,11 +13,6 @@ namespace {
 
 const std::size_t kVector = 64;  // Bytes, or digits.
 const std::size_t kWord = 8;     // Bytes that have so many digits.
-
-// For so many bytes, from 0 to 64.
-__mmask64 FirstBytes(std::size_t count) {
-    return _cvtu64_mask64(count < kVector ? (1ULL << count) - 1 : ~0ULL);
-}
 
 // The bytes of a vector in reverse.
 __m512i Reversed(__m512i bytes) {

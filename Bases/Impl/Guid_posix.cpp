@@ -5,8 +5,6 @@
 #include <string.h>
 
 #include <algorithm>
-#include <array>
-#include <bit>
 #include <boost/random/mersenne_twister.hpp>
 #include <boost/uuid/detail/random_provider.hpp>
 #include <boost/uuid/random_generator.hpp>
@@ -15,7 +13,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
-#include <string_view>
+
+#include "Bases/Impl/HexPairs.h"
 
 namespace Novu {
 
@@ -47,18 +46,6 @@ int CompareAs(const unsigned char* left, const unsigned char* right) {
 
 const std::size_t kTextLength = 36;
 
-// "00" to "ff", two characters each.
-using Pair = std::uint16_t;
-constexpr std::array<Pair, 256> kHexadecimalPairs = [] {
-    const std::string_view digits = "0123456789abcdef";
-    std::array<Pair, 256> pairs{};
-    for (std::size_t value = 0; value != pairs.size(); ++value) {
-        pairs[value] = std::bit_cast<Pair>(
-            std::array<char, 2>{digits[value / 16], digits[value % 16]});
-    }
-    return pairs;
-}();
-
 // Where the digits of each byte stand in the text, and the hyphens.
 constexpr std::size_t kPlaces[16] = {0,  2,  4,  6,  9,  11, 14, 16,
                                      19, 21, 24, 26, 28, 30, 32, 34};
@@ -70,8 +57,9 @@ void WriteText(char* out, const unsigned char* bytes) {
         out[place] = '-';
     }
     for (std::size_t index = 0; index < 16; ++index) {
-        const Pair pair = kHexadecimalPairs[bytes[index]];
-        std::memcpy(out + kPlaces[index], &pair, sizeof pair);
+        const unsigned int pair = kHexPairs[bytes[index]];
+        out[kPlaces[index]] = static_cast<char>(pair);
+        out[kPlaces[index] + 1] = static_cast<char>(pair >> 8);
     }
 }
 
@@ -166,9 +154,9 @@ bool Guid::ToString(char* out, int format) const {
     // Not written into `out` at once: this identifier may lie there.
     char text[kTextLength];
     WriteText(text, bytes);
-    const std::size_t braces = format != 0 ? 0 : 1;
-    const std::size_t length = kTextLength - 2 * braces;
-    std::memcpy(out, text + braces, length);
+    const std::size_t cut = format != 0 ? 0 : 1;  // At each end.
+    const std::size_t length = kTextLength - 2 * cut;
+    std::memcpy(out, text + cut, length);
     out[length] = '\0';
     return true;
 }

@@ -11,6 +11,8 @@
 #include <cstring>
 #include <string_view>
 
+#include "Bases/Impl/HexPairs.h"
+
 namespace {
 
 // Digits that each family has room for. The smaller one is that of a 32-bit
@@ -138,22 +140,12 @@ void WriteMagnitude(Word value, char* out) {
 
 // Radix 16
 
-constexpr std::array<std::uint16_t, 256> kDigitPairs = [] {
-    const std::string_view digits = "0123456789abcdef";
-    std::array<std::uint16_t, 256> pairs{};
-    for (std::size_t value = 0; value != pairs.size(); ++value) {
-        pairs[value] = static_cast<std::uint16_t>(digits[value / 16] |
-                                                  digits[value % 16] << 8);
-    }
-    return pairs;
-}();
-
 // The text of 32 bits.
 Word Hexadecimals(Word value) {
-    const Word first = kDigitPairs[value >> 24 & 0xFF];
-    const Word second = kDigitPairs[value >> 16 & 0xFF];
-    const Word third = kDigitPairs[value >> 8 & 0xFF];
-    const Word fourth = kDigitPairs[value & 0xFF];
+    const Word first = Novu::kHexPairs[value >> 24 & 0xFF];
+    const Word second = Novu::kHexPairs[value >> 16 & 0xFF];
+    const Word third = Novu::kHexPairs[value >> 8 & 0xFF];
+    const Word fourth = Novu::kHexPairs[value & 0xFF];
     return first | second << 16 | third << 32 | fourth << 48;
 }
 

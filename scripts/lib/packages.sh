@@ -48,10 +48,7 @@ brew_names() {
     case "$1" in
         build) echo cmake ninja pkgconf boost ;;
         test) echo googletest openssl ;;
-        bench)
-            echo google-benchmark botan@2 cryptopp fmt libgcrypt glib poco \
-                pugixml openssl nettle python3
-            ;;
+        bench) fail "the benchmarks are for Linux" ;;
         clang) ;;
         fuzz) fail "Apple's compiler has no libFuzzer: fuzz on Linux" ;;
         macos) fail "on macOS, the build itself is the check" ;;
