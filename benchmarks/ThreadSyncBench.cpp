@@ -61,11 +61,12 @@ template <typename Lock>
 void LockAgain(benchmark::State& state) {
     StartAnotherThread();
     Lock lock;
-    const std::lock_guard guard(lock);
+    lock.lock();
     for (auto _ : state) {
         lock.lock();
         lock.unlock();
     }
+    lock.unlock();
 }
 
 BENCHMARK(LockAndUnlock<NovuCs>)->Name("LockAndUnlock/Novu");

@@ -26,7 +26,7 @@ bool HasBits(unsigned long long value, unsigned long long bits) {
 
 constexpr unsigned int Bit(unsigned int number) { return 1U << number; }
 
-const unsigned int kOsxsave = Bit(27);  // Of leaf 1, ecx.
+constexpr unsigned int kOsxsave = Bit(27);  // Of leaf 1, ecx.
 
 unsigned int FindFeatures() {
     CpuAnswers answers{};

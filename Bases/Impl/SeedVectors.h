@@ -137,11 +137,13 @@ void SeedTransformVectors(SeedDirection direction, const unsigned char* in,
     const std::uint32_t* const keys = forward ? roundKeys : roundKeys + 30;
     const std::ptrdiff_t step = forward ? 2 : -2;
 
-    const auto whole = [&]<typename Vectors>(Vectors /*vectors*/) {
-        for (; count >= Vectors::kBlocks; count -= Vectors::kBlocks) {
+    const auto whole = [&](auto vectors) {
+        using Vectors = decltype(vectors);
+        while (count >= Vectors::kBlocks) {
             Vectors::Transform(in, out, keys, step);
             in += Vectors::kBytes;
             out += Vectors::kBytes;
+            count -= Vectors::kBlocks;
         }
     };
     using Narrowest = SeedVectors<Vector, narrowest>;

@@ -116,9 +116,10 @@ bool IsCopied(Copied copied, const char* text, std::size_t size) {
 // units of two or four bytes finds a part of one.
 constexpr auto kAsciiTrial = [] {
     constexpr std::string_view escapes = "\x1B(B+AGE-&AGE-\\u0061\\U00000061";
-    std::array<char, 0x80 + escapes.size()> trial{};
-    static_assert(trial.size() % 2 == 1);
-    for (std::size_t i = 0; i < trial.size(); ++i) {
+    constexpr std::size_t size = 0x80 + escapes.size();
+    static_assert(size % 2 == 1);
+    std::array<char, size> trial{};
+    for (std::size_t i = 0; i != size; ++i) {
         trial[i] = i < 0x80 ? static_cast<char>(i) : escapes[i - 0x80];
     }
     return trial;
