@@ -2,12 +2,12 @@
 // a scope. Two threads that take turns are then timed by what they do, and not
 // by where the system puts them: to wake a core that sleeps takes longer.
 
-#ifndef NOVU_BASES_BENCHMARKS_ONECORE_H_
-#define NOVU_BASES_BENCHMARKS_ONECORE_H_
+#ifndef NOVU_BENCHMARKS_ONECORE_H_
+#define NOVU_BENCHMARKS_ONECORE_H_
 
 #include <sched.h>
 
-namespace NovuBench {
+namespace bench {
 
 class OneCore {
 public:
@@ -26,6 +26,6 @@ private:
     cpu_set_t before;
 };
 
-}  // namespace NovuBench
+}  // namespace bench
 
-#endif  // NOVU_BASES_BENCHMARKS_ONECORE_H_
+#endif  // NOVU_BENCHMARKS_ONECORE_H_

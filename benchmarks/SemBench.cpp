@@ -144,7 +144,7 @@ void TakeTurns(benchmark::State& state) {
 
 template <typename Event>
 void PingPong(benchmark::State& state) {
-    const NovuBench::OneCore core;
+    const bench::OneCore core;
     TakeTurns<Event>(state);
 }
 

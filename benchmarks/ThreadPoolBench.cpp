@@ -50,7 +50,7 @@ private:
 // Posts empty tasks, and waits for the last.
 template <typename Pool>
 void Tasks(benchmark::State& state) {
-    const NovuBench::OneCore core;
+    const bench::OneCore core;
     Pool pool;
     std::binary_semaphore drained(0);
     for (auto _ : state) {
@@ -75,7 +75,7 @@ void PostAndAwait(benchmark::State& state) {
 
 template <typename Pool>
 void RoundTrip(benchmark::State& state) {
-    const NovuBench::OneCore core;
+    const bench::OneCore core;
     PostAndAwait<Pool>(state);
 }
 
@@ -87,7 +87,7 @@ void RoundTripOnTwo(benchmark::State& state) {
 // A pool from its start until its end.
 template <typename Pool>
 void StartAndStop(benchmark::State& state) {
-    const NovuBench::OneCore core;
+    const bench::OneCore core;
     for (auto _ : state) {
         Pool pool;
     }
