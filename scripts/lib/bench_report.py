@@ -30,7 +30,7 @@ CHARTS = ROOT / "docs" / "performance"
 
 # What a processor is chosen for by the library, where Linux tells.
 FEATURES = ("aes", "avx2", "avx512bw", "avx512vbmi", "avx512vl",
-            "avx512_vpopcntdq", "gfni", "popcnt", "ssse3")
+            "avx512_vpopcntdq", "gfni", "popcnt")
 
 # Several threads need several processors; all others keep to one.
 THREADED = ("Sem", "Thread", "ThreadPool", "ThreadSync")
