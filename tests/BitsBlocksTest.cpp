@@ -1,5 +1,5 @@
-// The contract of Bases/Impl/BitsBlocks.h: each path that this processor can
-// take, beside a model that goes bit by bit. Texts have the highest bit first.
+// The contract of Bases/Impl/BitsBlocks.h: each path, beside a model that goes
+// bit by bit. Texts have the highest bit first.
 
 #include "Bases/Impl/BitsBlocks.h"
 
@@ -11,11 +11,13 @@
 #include <string>
 #include <vector>
 
-#include "Bases/Impl/CpuFeatures.h"
+#include "tests/support/Paths.h"
 
 namespace {
 
 using Novu::BitsPath;
+
+using NovuTest::RandomBytes;
 
 using std::size_t;
 using std::string;
@@ -27,24 +29,6 @@ const Random::result_type kSeed = 20261122;
 const size_t kMostBytes = 300;
 const size_t kAlignments = 64;
 const char kJunk = '\x5A';
-
-std::vector<BitsPath> PathsHere() {
-    std::vector<BitsPath> paths;
-    for (const BitsPath& path : Novu::BitsPaths()) {
-        if (Novu::CpuHas(path.features)) {
-            paths.push_back(path);
-        }
-    }
-    return paths;
-}
-
-Bytes RandomBytes(size_t size, Random& random) {
-    Bytes bytes(size);
-    for (unsigned char& byte : bytes) {
-        byte = static_cast<unsigned char>(random());
-    }
-    return bytes;
-}
 
 // The text of some bytes.
 string Modelled(const Bytes& bytes) {
@@ -75,36 +59,25 @@ TEST(BitsBlocks, PathsEndWithThePlainOne) {
     EXPECT_EQ(Novu::BitsWritePlain, all.back().write);
     EXPECT_EQ(Novu::BitsDigitsPlain, all.back().digits);
     EXPECT_EQ(Novu::BitsReadPlain, all.back().read);
-    string here;
-    for (const BitsPath& path : PathsHere()) {
-        here += string(here.empty() ? "" : ", ") + path.name;
-    }
-    RecordProperty("paths", here);
 }
 
-// At each number of bytes up to several vectors, at places that change.
-class BitsBlocksOfEverySize : public testing::Test {
+class BitsBlocksOnPath : public NovuTest::PathTest<BitsPath> {
 protected:
+    // At each number of bytes up to several vectors, at places that change.
     template <typename Check>
-    void ForEach(Check check) {
+    void OfEverySize(Check check) {
         for (size_t size = 0; size <= kMostBytes; ++size) {
-            const Bytes bytes = RandomBytes(size, random);
-            const size_t at = size % kAlignments;
-            for (const BitsPath& path : PathsHere()) {
-                check(path, bytes, at);
-                if (HasFatalFailure()) {
-                    FAIL() << path.name << ", " << size << " bytes";
-                }
+            check(RandomBytes<Bytes>(size, random), size % kAlignments);
+            if (HasFatalFailure()) {
+                FAIL() << size << " bytes";
             }
         }
         // And at each place.
-        const Bytes bytes = RandomBytes(150, random);
+        const Bytes bytes = RandomBytes<Bytes>(150, random);
         for (size_t at = 0; at != kAlignments; ++at) {
-            for (const BitsPath& path : PathsHere()) {
-                check(path, bytes, at);
-                if (HasFatalFailure()) {
-                    FAIL() << path.name << " at " << at;
-                }
+            check(bytes, at);
+            if (HasFatalFailure()) {
+                FAIL() << "at " << at;
             }
         }
     }
@@ -112,8 +85,12 @@ protected:
     Random random{kSeed};
 };
 
-TEST_F(BitsBlocksOfEverySize, OnesAreCounted) {
-    ForEach([](const BitsPath& path, const Bytes& bytes, size_t at) {
+INSTANTIATE_TEST_SUITE_P(Paths, BitsBlocksOnPath,
+                         testing::ValuesIn(Novu::BitsPaths()),
+                         NovuTest::PathName<BitsPath>);
+
+TEST_P(BitsBlocksOnPath, OnesAreCounted) {
+    OfEverySize([&](const Bytes& bytes, size_t at) {
         const string text = Modelled(bytes);
         const auto ones =
             static_cast<size_t>(std::count(text.begin(), text.end(), '1'));
@@ -122,8 +99,8 @@ TEST_F(BitsBlocksOfEverySize, OnesAreCounted) {
     });
 }
 
-TEST_F(BitsBlocksOfEverySize, DigitsAreWritten) {
-    ForEach([](const BitsPath& path, const Bytes& bytes, size_t at) {
+TEST_P(BitsBlocksOnPath, DigitsAreWritten) {
+    OfEverySize([&](const Bytes& bytes, size_t at) {
         const string text = Modelled(bytes);
         std::vector<char> memory = Placed(string(text.size(), '?'), at);
         path.write(bytes.data(), bytes.size(),
@@ -132,8 +109,8 @@ TEST_F(BitsBlocksOfEverySize, DigitsAreWritten) {
     });
 }
 
-TEST_F(BitsBlocksOfEverySize, DigitsAreRead) {
-    ForEach([](const BitsPath& path, const Bytes& bytes, size_t at) {
+TEST_P(BitsBlocksOnPath, DigitsAreRead) {
+    OfEverySize([&](const Bytes& bytes, size_t at) {
         const string text = Modelled(bytes);
         const std::vector<char> memory = Placed(text, at);
         Bytes read = Placed(Bytes(bytes.size()), at);
@@ -145,69 +122,58 @@ TEST_F(BitsBlocksOfEverySize, DigitsAreRead) {
 
 // All ones, and so many that sums in a byte would overflow if they were not
 // gathered in time.
-TEST(BitsBlocks, OnesAreCountedWhereAllAre) {
+TEST_P(BitsBlocksOnPath, OnesAreCountedWhereAllAre) {
     for (const size_t size : {248U, 256U, 2048U, 2049U, 65536U, 100001U}) {
         const Bytes bytes(size, 0xFF);
-        for (const BitsPath& path : PathsHere()) {
-            EXPECT_EQ(size * 8, path.count(bytes.data(), size)) << path.name;
-        }
+        EXPECT_EQ(size * 8, path.count(bytes.data(), size));
     }
 }
 
-TEST(BitsBlocks, EachBitIsCountedAndHasItsDigit) {
+TEST_P(BitsBlocksOnPath, EachBitIsCountedAndHasItsDigit) {
     for (size_t bit = 0; bit != 640; ++bit) {
         Bytes bytes(80);
         bytes[bit / 8] = static_cast<unsigned char>(1U << bit % 8);
         string expected(640, '0');
         expected[639 - bit] = '1';
-        for (const BitsPath& path : PathsHere()) {
-            EXPECT_EQ(1U, path.count(bytes.data(), bytes.size())) << path.name;
-            string text(640, kJunk);
-            path.write(bytes.data(), bytes.size(), text.data() + 640);
-            EXPECT_EQ(expected, text) << path.name;
-            Bytes read(80, 0xFF);
-            path.read(read.data(), read.size(), text.data() + 640);
-            EXPECT_EQ(bytes, read) << path.name;
-        }
+        EXPECT_EQ(1U, path.count(bytes.data(), bytes.size()));
+        string text(640, kJunk);
+        path.write(bytes.data(), bytes.size(), text.data() + 640);
+        EXPECT_EQ(expected, text);
+        Bytes read(80, 0xFF);
+        path.read(read.data(), read.size(), text.data() + 640);
+        EXPECT_EQ(bytes, read);
     }
 }
 
-TEST(BitsBlocks, DigitsAreCountedFromTheEnd) {
-    Random random(kSeed);
+TEST_P(BitsBlocksOnPath, DigitsAreCountedFromTheEnd) {
     for (size_t size = 0; size <= kMostBytes; ++size) {
         string text(size, '0');
         for (char& digit : text) {
             digit = random() % 2 == 0 ? '0' : '1';
         }
-        for (const BitsPath& path : PathsHere()) {
-            ASSERT_EQ(size, path.digits(text.data(), size)) << path.name;
-            // What is before the text does not count.
-            const string more = "1" + text;
-            ASSERT_EQ(size, path.digits(more.data() + 1, size)) << path.name;
-        }
+        ASSERT_EQ(size, path.digits(text.data(), size));
+        // What is before the text does not count.
+        const string more = "1" + text;
+        ASSERT_EQ(size, path.digits(more.data() + 1, size));
         if (size != 0) {
             const size_t at = random() % size;
             text[at] = 'x';
-            for (const BitsPath& path : PathsHere()) {
-                ASSERT_EQ(size - 1 - at, path.digits(text.data(), size))
-                    << path.name << ": a stranger at " << at << " of " << size;
-            }
+            ASSERT_EQ(size - 1 - at, path.digits(text.data(), size))
+                << "a stranger at " << at << " of " << size;
         }
     }
 }
 
-TEST(BitsBlocks, OnlyTwoCharactersAreDigits) {
+TEST_P(BitsBlocksOnPath, OnlyTwoCharactersAreDigits) {
     for (unsigned int character = 0; character != 256; ++character) {
         const auto stranger = static_cast<char>(character);
         const bool isDigit = stranger == '0' || stranger == '1';
         for (const size_t at : {3U, 77U, 150U, 199U}) {
             string text(200, '1');
             text[at] = stranger;
-            for (const BitsPath& path : PathsHere()) {
-                EXPECT_EQ(isDigit ? 200 : 199 - at,
-                          path.digits(text.data(), text.size()))
-                    << path.name << ": " << character << " at " << at;
-            }
+            EXPECT_EQ(isDigit ? 200 : 199 - at,
+                      path.digits(text.data(), text.size()))
+                << character << " at " << at;
         }
     }
 }

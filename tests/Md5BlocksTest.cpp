@@ -1,6 +1,5 @@
-// The contract of Bases/Impl/Md5Blocks.h: each path that this processor can
-// take, on whole messages beside OpenSSL, and on any states beside a model that
-// follows RFC 1321 with a loop.
+// The contract of Bases/Impl/Md5Blocks.h: each path, on whole messages beside
+// OpenSSL, and on any states beside a model that follows RFC 1321 with a loop.
 
 #include "Bases/Impl/Md5Blocks.h"
 
@@ -15,13 +14,14 @@
 #include <cstring>
 #include <random>
 #include <string>
-#include <vector>
 
-#include "Bases/Impl/CpuFeatures.h"
+#include "tests/support/Paths.h"
 
 namespace {
 
 using Novu::Md5Path;
+
+using NovuTest::RandomBytes;
 
 using State = std::array<std::uint32_t, 4>;
 using Random = std::mt19937;
@@ -30,24 +30,6 @@ const Random::result_type kSeed = 20261122;
 
 const std::size_t kBlock = 64;
 const std::size_t kMostBlocks = 40;
-
-std::vector<Md5Path> PathsHere() {
-    std::vector<Md5Path> paths;
-    for (const Md5Path& path : Novu::Md5Paths()) {
-        if (Novu::CpuHas(path.features)) {
-            paths.push_back(path);
-        }
-    }
-    return paths;
-}
-
-std::string RandomText(std::size_t size, Random& random) {
-    std::string text(size, '\0');
-    for (char& byte : text) {
-        byte = static_cast<char>(random());
-    }
-    return text;
-}
 
 // What `path` makes of `state`.
 State Transformed(const Md5Path& path, const State& state, const char* data,
@@ -115,50 +97,48 @@ TEST(Md5Blocks, PathsEndWithThePlainOne) {
     ASSERT_FALSE(all.empty());
     EXPECT_EQ(0U, all.back().features);
     EXPECT_EQ(Novu::Md5TransformBlocksPlain, all.back().transform);
-    std::string here;
-    for (const Md5Path& path : PathsHere()) {
-        here += std::string(here.empty() ? "" : ", ") + path.name;
-    }
-    RecordProperty("paths", here);
 }
 
-TEST(Md5Blocks, AnyStateIsWorkedOnByAnyBlocks) {
-    Random random(kSeed);
+class Md5BlocksOnPath : public NovuTest::PathTest<Md5Path> {
+protected:
+    Random random{kSeed};
+};
+
+INSTANTIATE_TEST_SUITE_P(Paths, Md5BlocksOnPath,
+                         testing::ValuesIn(Novu::Md5Paths()),
+                         NovuTest::PathName<Md5Path>);
+
+TEST_P(Md5BlocksOnPath, AnyStateIsWorkedOnByAnyBlocks) {
     for (std::size_t count = 0; count <= kMostBlocks; ++count) {
         for (int repetition = 0; repetition != 8; ++repetition) {
             State state{};
             std::generate(state.begin(), state.end(), random);
-            const std::string data = RandomText(count * kBlock, random);
+            const std::string data =
+                RandomBytes<std::string>(count * kBlock, random);
             const State expected = Modelled(state, data.data(), count);
-            for (const Md5Path& path : PathsHere()) {
-                ASSERT_EQ(expected,
-                          Transformed(path, state, data.data(), count))
-                    << path.name << ", " << count << " blocks";
-            }
+            ASSERT_EQ(expected, Transformed(path, state, data.data(), count))
+                << count << " blocks";
         }
     }
 }
 
-TEST(Md5Blocks, NothingNeedsToBeAligned) {
-    Random random(kSeed);
+TEST_P(Md5BlocksOnPath, NothingNeedsToBeAligned) {
     const std::size_t count = 3;
-    const std::string data = RandomText(kBlock + count * kBlock, random);
+    const std::string data =
+        RandomBytes<std::string>(kBlock + count * kBlock, random);
     const State state = {1, 2, 3, 4};
     for (std::size_t at = 0; at != kBlock; ++at) {
         const char* const blocks = data.data() + at;
         const State expected = Modelled(state, blocks, count);
-        for (const Md5Path& path : PathsHere()) {
-            ASSERT_EQ(expected, Transformed(path, state, blocks, count))
-                << path.name << " at " << at;
-        }
+        ASSERT_EQ(expected, Transformed(path, state, blocks, count))
+            << "at " << at;
     }
 }
 
 // A message of 55 bytes is one block: the message, 0x80, its bits in 8 bytes.
-TEST(Md5Blocks, AMessageEndsAsItsDigest) {
-    Random random(kSeed);
+TEST_P(Md5BlocksOnPath, AMessageEndsAsItsDigest) {
     for (int repetition = 0; repetition != 100; ++repetition) {
-        const std::string message = RandomText(55, random);
+        const std::string message = RandomBytes<std::string>(55, random);
         State expected{};
         unsigned int size = 0;
         ASSERT_EQ(1, EVP_Digest(message.data(), message.size(),
@@ -169,10 +149,7 @@ TEST(Md5Blocks, AMessageEndsAsItsDigest) {
             message + '\x80' + '\xB8' + '\x01' + std::string(6, '\0');
         ASSERT_EQ(kBlock, block.size());
         const State initial = {0x67452301, 0xEFCDAB89, 0x98BADCFE, 0x10325476};
-        for (const Md5Path& path : PathsHere()) {
-            EXPECT_EQ(expected, Transformed(path, initial, block.data(), 1))
-                << path.name;
-        }
+        EXPECT_EQ(expected, Transformed(path, initial, block.data(), 1));
         const Md5Path chosen{"chosen", 0, Novu::Md5TransformBlocks};
         EXPECT_EQ(expected, Transformed(chosen, initial, block.data(), 1));
     }

@@ -1,10 +1,13 @@
-// The contract of Bases/Impl/SeedBlocks.h: each path that this processor can
-// take, beside OpenSSL, which is given and gives the bytes of each word in
-// reverse, and, for round keys that no key has, beside one block at a time.
+// The contract of Bases/Impl/SeedBlocks.h: each path, beside OpenSSL, which is
+// given and gives the bytes of each word in reverse, and, for round keys that
+// no key has, beside one block at a time.
+
+#define OPENSSL_SUPPRESS_DEPRECATED  // SEED_set_key
 
 #include "Bases/Impl/SeedBlocks.h"
 
 #include <gtest/gtest.h>
+#include <openssl/seed.h>
 
 #include <algorithm>
 #include <array>
@@ -12,17 +15,19 @@
 #include <cstdint>
 #include <iterator>
 #include <random>
-#include <string>
 #include <vector>
 
 #include "Bases/Impl/CpuFeatures.h"
 #include "Bases/Seed.h"
 #include "tests/support/OpenSslSeed.h"
+#include "tests/support/Paths.h"
 
 namespace {
 
 using Novu::SeedDirection;
 using Novu::SeedPath;
+
+using NovuTest::RandomBytes;
 
 using Bytes = std::vector<unsigned char>;
 using Random = std::mt19937;
@@ -35,28 +40,15 @@ const std::size_t kMostBlocks = 300;
 const std::size_t kAlignments = 64;
 const unsigned char kJunk = 0xA5;
 
-Bytes RandomBytes(std::size_t size, Random& random) {
-    Bytes bytes(size);
-    for (unsigned char& byte : bytes) {
-        byte = static_cast<unsigned char>(random());
+void ReverseWords(Bytes& bytes) {
+    for (auto word = bytes.begin(); word != bytes.end(); word += 4) {
+        std::reverse(word, word + 4);
     }
-    return bytes;
-}
-
-std::vector<SeedPath> PathsHere() {
-    std::vector<SeedPath> paths;
-    for (const SeedPath& path : Novu::SeedPaths()) {
-        if (Novu::CpuHas(path.features)) {
-            paths.push_back(path);
-        }
-    }
-    return paths;
 }
 
 // A message, and what it is enciphered, under one key.
-class SeedBlocks : public testing::Test {
-protected:
-    SeedBlocks() {
+struct Message {
+    Message() {
         Novu::SeedScheduleKeysPlain(keys.data(), key.data());
         Bytes reversed = plain;
         ReverseWords(reversed);
@@ -66,16 +58,20 @@ protected:
         ReverseWords(enciphered);
     }
 
-    static void ReverseWords(Bytes& bytes) {
-        for (auto word = bytes.begin(); word != bytes.end(); word += 4) {
-            std::reverse(word, word + 4);
-        }
-    }
+    Random random{kSeed};
+    Bytes key = RandomBytes<Bytes>(kBlock, random);
+    Bytes plain = RandomBytes<Bytes>(kMostBlocks * kBlock, random);
+    Bytes enciphered;
+    RoundKeys keys{};
+};
 
-    // Whether `path` makes `count` blocks at `inAt` bytes from an aligned
+class SeedBlocksOnPath : public NovuTest::PathTest<SeedPath>,
+                         protected Message {
+protected:
+    // Whether the path makes `count` blocks at `inAt` bytes from an aligned
     // address what they should be at `outAt`, and touches nothing beside.
-    bool IsRight(const SeedPath& path, SeedDirection direction,
-                 std::size_t count, std::size_t inAt, std::size_t outAt) const {
+    bool IsRight(SeedDirection direction, std::size_t count, std::size_t inAt,
+                 std::size_t outAt) const {
         const bool encrypt = direction == SeedDirection::kEncrypt;
         const Bytes& from = encrypt ? plain : enciphered;
         const Bytes& to = encrypt ? enciphered : plain;
@@ -95,58 +91,46 @@ protected:
                std::all_of(out, out + outAt, isJunk) &&
                std::all_of(out + outAt + size, std::end(out), isJunk);
     }
-
-    Random random{kSeed};
-    Bytes key = RandomBytes(kBlock, random);
-    Bytes plain = RandomBytes(kMostBlocks * kBlock, random);
-    Bytes enciphered;
-    RoundKeys keys{};
 };
+
+INSTANTIATE_TEST_SUITE_P(Paths, SeedBlocksOnPath,
+                         testing::ValuesIn(Novu::SeedPaths()),
+                         NovuTest::PathName<SeedPath>);
 
 const SeedDirection kDirections[] = {SeedDirection::kEncrypt,
                                      SeedDirection::kDecrypt};
 
-TEST_F(SeedBlocks, PathsEndWithThePlainOne) {
+TEST(SeedBlocks, PathsEndWithThePlainOne) {
     const auto all = Novu::SeedPaths();
     ASSERT_FALSE(all.empty());
     EXPECT_EQ(0U, all.back().features);
     EXPECT_EQ(0UL, all.back().fewest);
     EXPECT_EQ(Novu::SeedTransformBlocksPlain, all.back().transform);
     EXPECT_EQ(Novu::SeedScheduleKeysPlain, all.back().schedule);
-    std::string here;
-    for (const SeedPath& path : PathsHere()) {
-        here += std::string(here.empty() ? "" : ", ") + path.name;
-    }
-    RecordProperty("paths", here);
 }
 
-TEST_F(SeedBlocks, EveryNumberOfBlocksIsTransformed) {
-    for (const SeedPath& path : PathsHere()) {
-        for (const SeedDirection direction : kDirections) {
-            for (std::size_t count = 0; count <= kMostBlocks; ++count) {
-                ASSERT_TRUE(IsRight(path, direction, count, 1, 3))
-                    << path.name << ", " << count << " blocks";
-            }
+TEST_P(SeedBlocksOnPath, EveryNumberOfBlocksIsTransformed) {
+    for (const SeedDirection direction : kDirections) {
+        for (std::size_t count = 0; count <= kMostBlocks; ++count) {
+            ASSERT_TRUE(IsRight(direction, count, 1, 3)) << count << " blocks";
         }
     }
 }
 
-TEST_F(SeedBlocks, NothingNeedsToBeAligned) {
-    for (const SeedPath& path : PathsHere()) {
-        for (const SeedDirection direction : kDirections) {
-            for (const std::size_t count : {1U, 7U, 16U, 65U, 70U}) {
-                for (std::size_t at = 0; at != kAlignments; ++at) {
-                    ASSERT_TRUE(IsRight(path, direction, count, at, 5) &&
-                                IsRight(path, direction, count, 5, at))
-                        << path.name << ", " << count << " blocks at " << at;
-                }
+TEST_P(SeedBlocksOnPath, NothingNeedsToBeAligned) {
+    for (const SeedDirection direction : kDirections) {
+        for (const std::size_t count : {1U, 7U, 16U, 65U, 70U}) {
+            for (std::size_t at = 0; at != kAlignments; ++at) {
+                ASSERT_TRUE(IsRight(direction, count, at, 5) &&
+                            IsRight(direction, count, 5, at))
+                    << count << " blocks at " << at;
             }
         }
     }
 }
 
 // The rounds of a vector add and exchange words that no key would lead to, too.
-TEST_F(SeedBlocks, AnyRoundKeysAreTaken) {
+TEST_P(SeedBlocksOnPath, AnyRoundKeysAreTaken) {
     for (int repetition = 0; repetition != 20; ++repetition) {
         RoundKeys any{};
         std::generate(any.begin(), any.end(), random);
@@ -155,53 +139,54 @@ TEST_F(SeedBlocks, AnyRoundKeysAreTaken) {
         for (std::size_t block = 0; block != count; ++block) {
             SeedEncrypt(expected.data() + block * kBlock, any.data());
         }
-        for (const SeedPath& path : PathsHere()) {
-            Bytes made(expected.size());
-            path.transform(SeedDirection::kEncrypt, plain.data(), made.data(),
-                           count, any.data());
-            EXPECT_EQ(expected, made) << path.name;
-            path.transform(SeedDirection::kDecrypt, expected.data(),
-                           made.data(), count, any.data());
-            EXPECT_EQ(Bytes(plain.begin(), plain.begin() + count * kBlock),
-                      made)
-                << path.name;
-        }
+        Bytes made(expected.size());
+        path.transform(SeedDirection::kEncrypt, plain.data(), made.data(),
+                       count, any.data());
+        EXPECT_EQ(expected, made);
+        path.transform(SeedDirection::kDecrypt, expected.data(), made.data(),
+                       count, any.data());
+        EXPECT_EQ(Bytes(plain.begin(), plain.begin() + count * kBlock), made);
     }
 }
 
 // Every byte of a key reaches many round keys, turned by every number of bytes.
-TEST_F(SeedBlocks, EveryPathMakesTheSameRoundKeys) {
+TEST_P(SeedBlocksOnPath, RoundKeysAreThoseOfOpenSsl) {
     const std::uint32_t junk = 0xA5A5A5A5;
     for (int repetition = 0; repetition != 1000; ++repetition) {
         const std::size_t at = static_cast<std::size_t>(repetition) % kBlock;
-        const Bytes userKey = RandomBytes(at + kBlock, random);
-        RoundKeys expected{};
-        Novu::SeedScheduleKeysPlain(expected.data(), userKey.data() + at);
-        for (const SeedPath& path : PathsHere()) {
-            std::array<std::uint32_t, 34> made{};
-            made.front() = junk;
-            made.back() = junk;
-            path.schedule(made.data() + 1, userKey.data() + at);
-            ASSERT_TRUE(
-                std::equal(expected.begin(), expected.end(), made.begin() + 1))
-                << path.name;
-            EXPECT_EQ(junk, made.front()) << path.name;
-            EXPECT_EQ(junk, made.back()) << path.name;
-        }
+        const Bytes userKey = RandomBytes<Bytes>(at + kBlock, random);
+        Bytes reversed(userKey.end() - kBlock, userKey.end());
+        ReverseWords(reversed);
+        SEED_KEY_SCHEDULE expected;
+        ::SEED_set_key(reversed.data(), &expected);
+
+        std::array<std::uint32_t, 34> made{};
+        made.front() = junk;
+        made.back() = junk;
+        path.schedule(made.data() + 1, userKey.data() + at);
+        ASSERT_TRUE(std::equal(std::begin(expected.data),
+                               std::end(expected.data), made.begin() + 1));
+        EXPECT_EQ(junk, made.front());
+        EXPECT_EQ(junk, made.back());
     }
 }
 
 // The first path here, and the plain one where it would not pay.
-TEST_F(SeedBlocks, TheFastestPathIsChosen) {
-    const SeedPath first = PathsHere().front();
+TEST(SeedBlocks, TheFastestPathIsChosen) {
+    const auto all = Novu::SeedPaths();
+    const auto first = std::find_if(
+        all.begin(), all.end(),
+        [](const SeedPath& path) { return Novu::CpuHas(path.features); });
+    ASSERT_NE(all.end(), first);
     for (unsigned long blocks = 0; blocks <= kMostBlocks; ++blocks) {
-        EXPECT_EQ(blocks < first.fewest ? Novu::SeedTransformBlocksPlain
-                                        : first.transform,
+        EXPECT_EQ(blocks < first->fewest ? Novu::SeedTransformBlocksPlain
+                                         : first->transform,
                   Novu::SeedTransformFor(blocks));
     }
+    const Message message;
     RoundKeys made{};
-    Novu::SeedScheduleKeys(made.data(), key.data());
-    EXPECT_EQ(keys, made);
+    Novu::SeedScheduleKeys(made.data(), message.key.data());
+    EXPECT_EQ(message.keys, made);
 }
 
 }  // namespace
