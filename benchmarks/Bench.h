@@ -37,6 +37,16 @@ inline std::string RandomBytes(std::size_t size) {
     return bytes;
 }
 
+/// For peers whose result is soon compared with the library's, before they are
+/// timed: answers `same`. Where that is false, the case is to return without a
+/// run.
+inline bool Agrees(benchmark::State& state, bool same) {
+    if (!same) {
+        state.SkipWithError("the peer's result is another");
+    }
+    return same;
+}
+
 /// Whether a peer's result is the library's, found out once for each argument.
 class Agreement {
 public:
@@ -48,10 +58,7 @@ public:
         if (isNew) {
             verdict->second = same();
         }
-        if (!verdict->second) {
-            state.SkipWithError("the peer's result is another");
-        }
-        return verdict->second;
+        return Agrees(state, verdict->second);
     }
 
 private:

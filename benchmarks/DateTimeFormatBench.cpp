@@ -12,6 +12,8 @@
 #include <iterator>
 #include <string>
 
+#include "benchmarks/Bench.h"
+
 namespace {
 
 const std::string kPattern = "yyyy-MM-dd HH:mm:ss.fff";
@@ -22,6 +24,14 @@ Novu::SysTime Record() {
     Novu::SysTime st = {2024, 3, 2, 5, 7, 8, 9, 45, -1};
     benchmark::DoNotOptimize(st);
     return st;
+}
+
+// Of the record or the time value.
+template <typename Moment>
+std::string Formatted(const Moment& moment) {
+    std::string text;
+    Novu::GetDateTimeFormat(text, kPattern, moment);
+    return text;
 }
 
 void NovuRecord(benchmark::State& state) {
@@ -35,15 +45,23 @@ void NovuRecord(benchmark::State& state) {
 }
 
 // With the format compiled beforehand, which a pattern of the library is not.
+void FmtCompiled(char* text, const Novu::SysTime& st) {
+    *fmt::format_to(text,
+                    FMT_COMPILE("{:04}-{:02}-{:02} {:02}:{:02}:{:02}.{:03}"),
+                    st.year, st.month, st.day, st.hour, st.minute, st.second,
+                    st.milliseconds) = '\0';
+}
+
 void FmtCompiledRecord(benchmark::State& state) {
     char text[64];
     Novu::SysTime st = Record();
+    FmtCompiled(text, st);
+    if (!bench::Agrees(state, text == Formatted(st))) {
+        return;
+    }
     for (auto _ : state) {
         benchmark::DoNotOptimize(st);
-        *fmt::format_to(
-            text, FMT_COMPILE("{:04}-{:02}-{:02} {:02}:{:02}:{:02}.{:03}"),
-            st.year, st.month, st.day, st.hour, st.minute, st.second,
-            st.milliseconds) = '\0';
+        FmtCompiled(text, st);
         benchmark::DoNotOptimize(text);
     }
 }
@@ -59,6 +77,10 @@ void Fmt(std::string& text, const Novu::SysTime& st) {
 void FmtRecord(benchmark::State& state) {
     std::string text;
     Novu::SysTime st = Record();
+    Fmt(text, st);
+    if (!bench::Agrees(state, text == Formatted(st))) {
+        return;
+    }
     for (auto _ : state) {
         benchmark::DoNotOptimize(st);
         Fmt(text, st);
@@ -66,14 +88,22 @@ void FmtRecord(benchmark::State& state) {
     }
 }
 
+void Snprintf(char* text, std::size_t size, const Novu::SysTime& st) {
+    std::snprintf(text, size, "%04d-%02d-%02d %02d:%02d:%02d.%03d", st.year,
+                  st.month, st.day, st.hour, st.minute, st.second,
+                  st.milliseconds);
+}
+
 void SnprintfRecord(benchmark::State& state) {
     char text[64];
     Novu::SysTime st = Record();
+    Snprintf(text, sizeof text, st);
+    if (!bench::Agrees(state, text == Formatted(st))) {
+        return;
+    }
     for (auto _ : state) {
         benchmark::DoNotOptimize(st);
-        std::snprintf(text, sizeof text, "%04d-%02d-%02d %02d:%02d:%02d.%03d",
-                      st.year, st.month, st.day, st.hour, st.minute, st.second,
-                      st.milliseconds);
+        Snprintf(text, sizeof text, st);
         benchmark::DoNotOptimize(text);
     }
 }
@@ -95,6 +125,10 @@ void StrftimeRecord(benchmark::State& state) {
     fields.tm_min = 8;
     fields.tm_sec = 9;
     char text[64];
+    Strftime(text, sizeof text, fields, 45);
+    if (!bench::Agrees(state, text == Formatted(Record()))) {
+        return;
+    }
     for (auto _ : state) {
         benchmark::DoNotOptimize(fields);
         Strftime(text, sizeof text, fields, 45);
@@ -117,25 +151,39 @@ std::tm LocalFields(long long t) {
     return fields;
 }
 
+void Fmt(std::string& text, long long t) {
+    const std::tm fields = LocalFields(t);
+    text.clear();
+    fmt::format_to(std::back_inserter(text),
+                   "{:04}-{:02}-{:02} {:02}:{:02}:{:02}.{:03}",
+                   fields.tm_year + 1900, fields.tm_mon + 1, fields.tm_mday,
+                   fields.tm_hour, fields.tm_min, fields.tm_sec, t % 1000);
+}
+
 void FmtTimeValue(benchmark::State& state) {
     std::string text;
+    Fmt(text, kTime);
+    if (!bench::Agrees(state, text == Formatted(kTime))) {
+        return;
+    }
     for (auto _ : state) {
-        const std::tm fields = LocalFields(kTime);
-        text.clear();
-        fmt::format_to(std::back_inserter(text),
-                       "{:04}-{:02}-{:02} {:02}:{:02}:{:02}.{:03}",
-                       fields.tm_year + 1900, fields.tm_mon + 1, fields.tm_mday,
-                       fields.tm_hour, fields.tm_min, fields.tm_sec,
-                       kTime % 1000);
+        Fmt(text, kTime);
         benchmark::DoNotOptimize(text.data());
     }
 }
 
+void Strftime(char* text, std::size_t size, long long t) {
+    Strftime(text, size, LocalFields(t), static_cast<int>(t % 1000));
+}
+
 void StrftimeTimeValue(benchmark::State& state) {
     char text[64];
+    Strftime(text, sizeof text, kTime);
+    if (!bench::Agrees(state, text == Formatted(kTime))) {
+        return;
+    }
     for (auto _ : state) {
-        Strftime(text, sizeof text, LocalFields(kTime),
-                 static_cast<int>(kTime % 1000));
+        Strftime(text, sizeof text, kTime);
         benchmark::DoNotOptimize(text);
     }
 }

@@ -15,6 +15,8 @@
 #include <cstdint>
 #include <string>
 
+#include "benchmarks/Bench.h"
+
 namespace {
 
 const std::string kText = "00112233-4455-6677-8899-aabbccddeeff";
@@ -82,6 +84,10 @@ void NovuToString(benchmark::State& state) {
 
 void BoostToString(benchmark::State& state) {
     boost::uuids::uuid value = BoostKnown();
+    if (!bench::Agrees(state,
+                       boost::uuids::to_string(value) == Known().ToString(1))) {
+        return;
+    }
     for (auto _ : state) {
         benchmark::DoNotOptimize(value);
         benchmark::DoNotOptimize(boost::uuids::to_string(value));
@@ -102,6 +108,10 @@ void LibuuidToChars(benchmark::State& state) {
     uuid_t value;
     uuid_parse(kText.c_str(), value);
     char text[37];
+    uuid_unparse_lower(value, text);
+    if (!bench::Agrees(state, text == Known().ToString(1))) {
+        return;
+    }
     for (auto _ : state) {
         benchmark::DoNotOptimize(value);
         uuid_unparse_lower(value, text);
@@ -120,6 +130,10 @@ void NovuFromText(benchmark::State& state) {
 }
 
 void BoostFromText(benchmark::State& state) {
+    if (!bench::Agrees(state, boost::uuids::to_string(BoostKnown()) ==
+                                  Known().ToString(1))) {
+        return;
+    }
     for (auto _ : state) {
         benchmark::DoNotOptimize(BoostKnown());
     }
@@ -127,6 +141,12 @@ void BoostFromText(benchmark::State& state) {
 
 void LibuuidFromText(benchmark::State& state) {
     uuid_t value;
+    char text[37];
+    uuid_parse(kText.c_str(), value);
+    uuid_unparse_lower(value, text);
+    if (!bench::Agrees(state, text == Known().ToString(1))) {
+        return;
+    }
     for (auto _ : state) {
         benchmark::DoNotOptimize(uuid_parse(kText.c_str(), value));
         benchmark::DoNotOptimize(value);
@@ -148,6 +168,9 @@ void NovuCompare(benchmark::State& state) {
 void BoostCompare(benchmark::State& state) {
     boost::uuids::uuid left = BoostKnown();
     boost::uuids::uuid right = BoostKnown();
+    if (!bench::Agrees(state, (left < right) == (Known() < Known()))) {
+        return;
+    }
     for (auto _ : state) {
         benchmark::DoNotOptimize(left);
         benchmark::DoNotOptimize(right);

@@ -1,5 +1,6 @@
 // The paths for particular processors, each beside the same peer, whichever of
 // them a service would choose. A case is named after the service and the path.
+// What the plain path gives is what the others and the peers have to give.
 
 #define OPENSSL_SUPPRESS_DEPRECATED  // What is below EVP.
 
@@ -8,9 +9,12 @@
 #include <openssl/md5.h>
 #include <openssl/seed.h>
 
+#include <algorithm>
+#include <array>
 #include <boost/dynamic_bitset.hpp>
 #include <cstddef>
 #include <cstdint>
+#include <iterator>
 #include <span>
 #include <string>
 #include <vector>
@@ -35,34 +39,77 @@ const unsigned char* Unsigned(const std::string& bytes) {
 
 // SEED
 
-void NovuSeed(benchmark::State& state, const Novu::SeedPath& path) {
-    const std::string key = bench::RandomBytes(16);
+using RoundKeys = std::array<std::uint32_t, 32>;
+
+RoundKeys Scheduled(const Novu::SeedPath& path) {
+    RoundKeys made;
+    path.schedule(made.data(), Unsigned(bench::RandomBytes(16)));
+    return made;
+}
+
+std::vector<unsigned char> Enciphered(const Novu::SeedPath& path) {
     const std::string in = bench::RandomBytes(kBytes);
     std::vector<unsigned char> out(kBytes);
-    std::uint32_t roundKeys[32];
-    path.schedule(roundKeys, Unsigned(key));
+    path.transform(Novu::SeedDirection::kEncrypt, Unsigned(in), out.data(),
+                   kBytes / 16, Scheduled(path).data());
+    return out;
+}
+
+// OpenSSL is given and gives the bytes of each word in reverse.
+template <typename Bytes>
+Bytes WordsReversed(Bytes bytes) {
+    for (auto word = bytes.begin(); word != bytes.end(); word += 4) {
+        std::reverse(word, word + 4);
+    }
+    return bytes;
+}
+
+SEED_KEY_SCHEDULE OpenSslKeys() {
+    SEED_KEY_SCHEDULE schedule;
+    ::SEED_set_key(Unsigned(WordsReversed(bench::RandomBytes(16))), &schedule);
+    return schedule;
+}
+
+void NovuSeed(benchmark::State& state, const Novu::SeedPath& path) {
+    if (!bench::Agrees(
+            state, Enciphered(path) == Enciphered(Novu::SeedPaths().back()))) {
+        return;
+    }
+    const std::string in = bench::RandomBytes(kBytes);
+    std::vector<unsigned char> out(kBytes);
+    const RoundKeys roundKeys = Scheduled(path);
     for (auto _ : state) {
         path.transform(Novu::SeedDirection::kEncrypt, Unsigned(in), out.data(),
-                       kBytes / 16, roundKeys);
+                       kBytes / 16, roundKeys.data());
         benchmark::ClobberMemory();
     }
 }
 
 void OpenSslSeed(benchmark::State& state) {
-    const std::string key = bench::RandomBytes(16);
-    const std::string in = bench::RandomBytes(kBytes);
+    const std::string in = WordsReversed(bench::RandomBytes(kBytes));
     std::vector<unsigned char> out(kBytes);
-    SEED_KEY_SCHEDULE schedule;
-    ::SEED_set_key(Unsigned(key), &schedule);
-    for (auto _ : state) {
+    const SEED_KEY_SCHEDULE schedule = OpenSslKeys();
+    const auto encipher = [&] {
         for (std::size_t at = 0; at != kBytes; at += 16) {
             ::SEED_encrypt(Unsigned(in) + at, &out[at], &schedule);
         }
+    };
+    encipher();
+    if (!bench::Agrees(state, WordsReversed(out) ==
+                                  Enciphered(Novu::SeedPaths().back()))) {
+        return;
+    }
+    for (auto _ : state) {
+        encipher();
         benchmark::ClobberMemory();
     }
 }
 
 void NovuSchedule(benchmark::State& state, const Novu::SeedPath& path) {
+    if (!bench::Agrees(
+            state, Scheduled(path) == Scheduled(Novu::SeedPaths().back()))) {
+        return;
+    }
     const std::string key = bench::RandomBytes(16);
     std::uint32_t roundKeys[32];
     for (auto _ : state) {
@@ -72,8 +119,13 @@ void NovuSchedule(benchmark::State& state, const Novu::SeedPath& path) {
 }
 
 void OpenSslSchedule(benchmark::State& state) {
-    const std::string key = bench::RandomBytes(16);
-    SEED_KEY_SCHEDULE schedule;
+    const std::string key = WordsReversed(bench::RandomBytes(16));
+    SEED_KEY_SCHEDULE schedule = OpenSslKeys();
+    const RoundKeys expected = Scheduled(Novu::SeedPaths().back());
+    if (!bench::Agrees(state, std::equal(expected.begin(), expected.end(),
+                                         std::begin(schedule.data)))) {
+        return;
+    }
     for (auto _ : state) {
         ::SEED_set_key(Unsigned(key), &schedule);
         benchmark::ClobberMemory();
@@ -82,12 +134,28 @@ void OpenSslSchedule(benchmark::State& state) {
 
 // MD5
 
+struct Md5State {
+    std::uint32_t words[4] = {0x67452301, 0xEFCDAB89, 0x98BADCFE, 0x10325476};
+
+    bool operator==(const Md5State&) const = default;
+};
+
+Md5State Digested(const Novu::Md5Path& path) {
+    Md5State made;
+    path.transform(made.words, bench::RandomBytes(kBytes).data(), kBytes / 64);
+    return made;
+}
+
 void NovuMd5(benchmark::State& state, const Novu::Md5Path& path) {
+    if (!bench::Agrees(state,
+                       Digested(path) == Digested(Novu::Md5Paths().back()))) {
+        return;
+    }
     const std::string data = bench::RandomBytes(kBytes);
-    std::uint32_t words[4] = {1, 2, 3, 4};
+    Md5State made;
     for (auto _ : state) {
-        path.transform(words, data.data(), kBytes / 64);
-        benchmark::DoNotOptimize(words);
+        path.transform(made.words, data.data(), kBytes / 64);
+        benchmark::DoNotOptimize(made);
     }
 }
 
@@ -95,6 +163,11 @@ void OpenSslMd5(benchmark::State& state) {
     const std::string data = bench::RandomBytes(kBytes);
     MD5_CTX context;
     ::MD5_Init(&context);
+    ::MD5_Update(&context, data.data(), kBytes);
+    const Md5State digested = {{context.A, context.B, context.C, context.D}};
+    if (!bench::Agrees(state, digested == Digested(Novu::Md5Paths().back()))) {
+        return;
+    }
     for (auto _ : state) {
         ::MD5_Update(&context, data.data(), kBytes);
         benchmark::DoNotOptimize(context);
@@ -113,7 +186,16 @@ std::string Text() {
 
 void NovuEncode(benchmark::State& state, const Novu::Base64Path& path) {
     const std::string data = bench::RandomBytes(kBytes);
-    std::string text = Text();
+    const std::string expected = Text();
+    std::string text(expected.size(), '\0');
+    // It may leave some groups to the next path.
+    const std::size_t done =
+        path.encode(Novu::kBase64Standard, data.data(), kBytes, text.data());
+    if (!bench::Agrees(
+            state, done > kBytes - 64 && text.compare(0, done / 3 * 4, expected,
+                                                      0, done / 3 * 4) == 0)) {
+        return;
+    }
     for (auto _ : state) {
         path.encode(Novu::kBase64Standard, data.data(), kBytes, text.data());
         benchmark::ClobberMemory();
@@ -122,7 +204,14 @@ void NovuEncode(benchmark::State& state, const Novu::Base64Path& path) {
 
 void OpenSslEncode(benchmark::State& state) {
     const std::string data = bench::RandomBytes(kBytes);
+    const std::string expected = Text();
     std::vector<unsigned char> text(2 * kBytes);
+    ::EVP_EncodeBlock(text.data(), Unsigned(data), static_cast<int>(kBytes));
+    if (!bench::Agrees(state, std::equal(Unsigned(expected),
+                                         Unsigned(expected) + expected.size(),
+                                         text.begin()))) {
+        return;
+    }
     for (auto _ : state) {
         ::EVP_EncodeBlock(text.data(), Unsigned(data),
                           static_cast<int>(kBytes));
@@ -132,7 +221,15 @@ void OpenSslEncode(benchmark::State& state) {
 
 void NovuDecode(benchmark::State& state, const Novu::Base64Path& path) {
     const std::string text = Text();
+    const std::string expected = bench::RandomBytes(kBytes);
     std::string out(text.size(), '\0');
+    const std::size_t done = path.decode(Novu::kBase64StandardValues,
+                                         text.data(), text.size(), out.data());
+    if (!bench::Agrees(state, done > text.size() - 64 &&
+                                  out.compare(0, done / 4 * 3, expected, 0,
+                                              done / 4 * 3) == 0)) {
+        return;
+    }
     for (auto _ : state) {
         path.decode(Novu::kBase64StandardValues, text.data(), text.size(),
                     out.data());
@@ -142,7 +239,15 @@ void NovuDecode(benchmark::State& state, const Novu::Base64Path& path) {
 
 void OpenSslDecode(benchmark::State& state) {
     const std::string text = Text();
+    const std::string expected = bench::RandomBytes(kBytes / 3 * 3);
     std::vector<unsigned char> out(text.size());
+    ::EVP_DecodeBlock(out.data(), Unsigned(text),
+                      static_cast<int>(text.size()));
+    if (!bench::Agrees(state, std::equal(Unsigned(expected),
+                                         Unsigned(expected) + expected.size(),
+                                         out.begin()))) {
+        return;
+    }
     for (auto _ : state) {
         ::EVP_DecodeBlock(out.data(), Unsigned(text),
                           static_cast<int>(text.size()));
@@ -161,14 +266,24 @@ Bitset RandomBits() {
     return bits;
 }
 
+std::size_t PlainCount() {
+    const std::string bytes = bench::RandomBytes(kBits / 8);
+    return Novu::BitsCountPlain(Unsigned(bytes), bytes.size());
+}
+
 std::string Digits() {
-    std::string digits;
-    to_string(RandomBits(), digits);
+    const std::string bytes = bench::RandomBytes(kBits / 8);
+    std::string digits(kBits, '\0');
+    Novu::BitsWritePlain(Unsigned(bytes), bytes.size(), digits.data() + kBits);
     return digits;
 }
 
 void NovuCount(benchmark::State& state, const Novu::BitsPath& path) {
     const std::string bytes = bench::RandomBytes(kBits / 8);
+    if (!bench::Agrees(
+            state, path.count(Unsigned(bytes), bytes.size()) == PlainCount())) {
+        return;
+    }
     for (auto _ : state) {
         benchmark::DoNotOptimize(path.count(Unsigned(bytes), bytes.size()));
     }
@@ -176,6 +291,9 @@ void NovuCount(benchmark::State& state, const Novu::BitsPath& path) {
 
 void BoostCount(benchmark::State& state) {
     const Bitset bits = RandomBits();
+    if (!bench::Agrees(state, bits.count() == PlainCount())) {
+        return;
+    }
     for (auto _ : state) {
         benchmark::DoNotOptimize(bits.count());
     }
@@ -184,6 +302,10 @@ void BoostCount(benchmark::State& state) {
 void NovuWrite(benchmark::State& state, const Novu::BitsPath& path) {
     const std::string bytes = bench::RandomBytes(kBits / 8);
     std::string digits(kBits, '\0');
+    path.write(Unsigned(bytes), bytes.size(), digits.data() + kBits);
+    if (!bench::Agrees(state, digits == Digits())) {
+        return;
+    }
     for (auto _ : state) {
         path.write(Unsigned(bytes), bytes.size(), digits.data() + kBits);
         benchmark::ClobberMemory();
@@ -193,6 +315,10 @@ void NovuWrite(benchmark::State& state, const Novu::BitsPath& path) {
 void BoostWrite(benchmark::State& state) {
     const Bitset bits = RandomBits();
     std::string digits;
+    to_string(bits, digits);
+    if (!bench::Agrees(state, digits == Digits())) {
+        return;
+    }
     for (auto _ : state) {
         to_string(bits, digits);
         benchmark::ClobberMemory();
@@ -201,16 +327,28 @@ void BoostWrite(benchmark::State& state) {
 
 void NovuRead(benchmark::State& state, const Novu::BitsPath& path) {
     const std::string digits = Digits();
+    const std::string expected = bench::RandomBytes(kBits / 8);
     std::vector<unsigned char> bytes(kBits / 8);
-    for (auto _ : state) {
+    const auto read = [&] {
         const std::size_t count = path.digits(digits.data(), digits.size());
         path.read(bytes.data(), count / 8, digits.data() + kBits);
+    };
+    read();
+    if (!bench::Agrees(state, std::equal(bytes.begin(), bytes.end(),
+                                         Unsigned(expected)))) {
+        return;
+    }
+    for (auto _ : state) {
+        read();
         benchmark::ClobberMemory();
     }
 }
 
 void BoostRead(benchmark::State& state) {
     const std::string digits = Digits();
+    if (!bench::Agrees(state, Bitset(digits) == RandomBits())) {
+        return;
+    }
     for (auto _ : state) {
         benchmark::DoNotOptimize(Bitset(digits));
     }

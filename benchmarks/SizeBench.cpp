@@ -9,13 +9,23 @@
 #include <cstring>
 #include <string>
 
+#include "benchmarks/Bench.h"
+
 namespace {
+
+// Modulo 2 to the power 64.
+long long Next(long long value) {
+    return static_cast<long long>(static_cast<unsigned long long>(value) * 31 +
+                                  1234567);
+}
+
+double Next(double value) { return value < 1e9 ? value * 1.01 : 1.5; }
 
 void NovuInteger(benchmark::State& state) {
     char out[64];
     long long value = 0;
     for (auto _ : state) {
-        value = value * 31 + 1234567;
+        value = Next(value);
         Novu::GetSizeFormat(out, sizeof out, value);
         benchmark::DoNotOptimize(out);
     }
@@ -25,7 +35,7 @@ void NovuFraction(benchmark::State& state) {
     char out[64];
     double value = 1.5;
     for (auto _ : state) {
-        value = value < 1e9 ? value * 1.01 : 1.5;
+        value = Next(value);
         Novu::GetSizeFormat(out, sizeof out, value, /*precision=*/6);
         benchmark::DoNotOptimize(out);
     }
@@ -48,12 +58,40 @@ void Peer(char* out, std::size_t outSize, const char* format, Value value,
     out[outSize - 1] = '\0';
 }
 
+void Peer(char* out, std::size_t outSize, long long value) {
+    Peer(out, outSize, "%lld", value, '.', 3);
+}
+
+void Peer(char* out, std::size_t outSize, double value) {
+    Peer(out, outSize, "%f", value, '.', 2);
+}
+
+// Whether the peer gives the library's text for the first values.
+template <typename Value, typename Own>
+bool Agrees(benchmark::State& state, Value value, Own own) {
+    char out[64];
+    char expected[64];
+    bool same = true;
+    for (int count = 0; count != 1000; ++count) {
+        value = Next(value);
+        Peer(out, sizeof out, value);
+        own(expected, sizeof expected, value);
+        same = same && std::strcmp(out, expected) == 0;
+    }
+    return bench::Agrees(state, same);
+}
+
 void SnprintfInteger(benchmark::State& state) {
     char out[64];
     long long value = 0;
+    if (!Agrees(state, value, [](char* to, std::size_t size, long long number) {
+            Novu::GetSizeFormat(to, size, number);
+        })) {
+        return;
+    }
     for (auto _ : state) {
-        value = value * 31 + 1234567;
-        Peer(out, sizeof out, "%lld", value, '.', 3);
+        value = Next(value);
+        Peer(out, sizeof out, value);
         benchmark::DoNotOptimize(out);
     }
 }
@@ -61,9 +99,14 @@ void SnprintfInteger(benchmark::State& state) {
 void SnprintfFraction(benchmark::State& state) {
     char out[64];
     double value = 1.5;
+    if (!Agrees(state, value, [](char* to, std::size_t size, double number) {
+            Novu::GetSizeFormat(to, size, number, /*precision=*/6);
+        })) {
+        return;
+    }
     for (auto _ : state) {
-        value = value < 1e9 ? value * 1.01 : 1.5;
-        Peer(out, sizeof out, "%f", value, '.', 2);
+        value = Next(value);
+        Peer(out, sizeof out, value);
         benchmark::DoNotOptimize(out);
     }
 }

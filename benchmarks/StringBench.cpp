@@ -11,6 +11,8 @@
 #include <locale>
 #include <string>
 
+#include "benchmarks/Bench.h"
+
 namespace {
 
 using Facet = std::codecvt<wchar_t, char, std::mbstate_t>;
@@ -74,27 +76,29 @@ std::string NovuWcsToMbs(const std::wstring& text) {
     return Novu::wcs_to_mbs(text);
 }
 
-template <typename Text, typename Convert>
-void Run(benchmark::State& state, const Text& text, Convert convert) {
+template <typename Text, typename Convert, typename Own>
+void Run(benchmark::State& state, const Text& text, Convert convert, Own own) {
+    if (!bench::Agrees(state, convert(text) == own(text))) {
+        return;
+    }
     for (auto _ : state) {
         benchmark::DoNotOptimize(convert(text));
     }
-    state.SetBytesProcessed(state.iterations() * state.range(0));
+    bench::CountBytes(state);
 }
 
 template <std::string (*make)(std::size_t),
           std::wstring (*convert)(const std::string&)>
 void Widen(benchmark::State& state) {
     std::locale::global(std::locale("C.utf8"));
-    Run(state, make(static_cast<std::size_t>(state.range(0))), convert);
+    Run(state, make(bench::Size(state)), convert, NovuMbsToWcs);
 }
 
 template <std::string (*make)(std::size_t),
           std::string (*convert)(const std::wstring&)>
 void Narrow(benchmark::State& state) {
     std::locale::global(std::locale("C.utf8"));
-    Run(state, Mbstowcs(make(static_cast<std::size_t>(state.range(0)))),
-        convert);
+    Run(state, Mbstowcs(make(bench::Size(state))), convert, NovuWcsToMbs);
 }
 
 void Sizes(benchmark::internal::Benchmark* benchmark) {
