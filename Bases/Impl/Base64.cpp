@@ -157,7 +157,7 @@ unsigned long Base64::Decode(const char* text, char* out) {
     Base64Values changed;
     const Base64Values* values = &kBase64StandardValues;
     if (!IsStandard(s_szBase64Alphabet)) {
-        changed = Base64ValuesOf(s_szBase64Alphabet);
+        ReadBase64Values(s_szBase64Alphabet, changed);
         values = &changed;
     }
 

@@ -21,8 +21,8 @@ inline constexpr unsigned char kBase64Invalid = 0x80;
 inline constexpr unsigned char kBase64Skipped = 0x81;
 inline constexpr unsigned char kBase64Mark = 0x80;
 
-constexpr Base64Values Base64ValuesOf(const char* alphabet) {
-    Base64Values values{};
+/// Not as a result, which would be copied.
+constexpr void ReadBase64Values(const char* alphabet, Base64Values& values) {
     for (unsigned char& value : values.of) {
         value = kBase64Invalid;
     }
@@ -30,6 +30,11 @@ constexpr Base64Values Base64ValuesOf(const char* alphabet) {
         values.of[static_cast<unsigned char>(alphabet[value])] = value;
     }
     values.of[static_cast<unsigned char>('=')] = kBase64Skipped;
+}
+
+constexpr Base64Values Base64ValuesOf(const char* alphabet) {
+    Base64Values values{};
+    ReadBase64Values(alphabet, values);
     return values;
 }
 
