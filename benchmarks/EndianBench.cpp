@@ -30,7 +30,7 @@ template <typename Convert, typename Own>
 void RunPeer(benchmark::State& state, Convert convert, Own own) {
     bool same = true;
     for (unsigned int shift = 0; shift != 64; ++shift) {
-        const unsigned long long value = 0x0123456789ABCDEF >> shift;
+        const unsigned long long value = 0x0123456789ABCDEFU >> shift;
         same = same && convert(value) == own(value);
     }
     if (bench::Agrees(state, same)) {
