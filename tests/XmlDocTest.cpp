@@ -3465,7 +3465,7 @@ private:
             static_cast<std::size_t>(-1)) {
             return std::nullopt;
         }
-        return std::string(out.c_str());
+        return out.substr(0, out.find('\0'));
     }
 
     iconv_t converter;
