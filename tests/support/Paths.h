@@ -24,13 +24,14 @@ void PrintTo(const Path& path, std::ostream* out) { *out << path.name; }
 
 namespace NovuTest {
 
-/// Tests of every path of a build, each by itself, so that those that the
-/// processor lacks are seen to be skipped.
+/// Tests of every path of a build, each by itself. Instructions that the
+/// processor lacks would end the program, so their path cannot be taken on it;
+/// that it was left out there is shown, by a skip with its name.
 template <typename Path>
 class PathTest : public testing::TestWithParam<Path> {
 protected:
     void SetUp() override {
-        if (!Novu::CpuHas(path.features)) {
+        if (!Novu::CpuHas(path.features)) {  // Nothing of it can run here.
             GTEST_SKIP() << "this processor has no " << path.name;
         }
     }
