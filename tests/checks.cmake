@@ -1,9 +1,10 @@
 # Checks of the tree and of what is built, run by ctest.
 
-# novu_check(NAME LABEL label COMMAND argument... [PROPERTIES name value...]): a
-# script that exits with 0 when all is well.
+# novu_check(NAME LABEL label... COMMAND argument... [PROPERTIES name value...]):
+# a script that exits with 0 when all is well. Those with the label "afresh" look
+# at what they compile themselves, whatever the preset has built.
 function(novu_check name)
-    cmake_parse_arguments(arg "" "LABEL" "COMMAND;PROPERTIES" ${ARGN})
+    cmake_parse_arguments(arg "" "" "LABEL;COMMAND;PROPERTIES" ${ARGN})
     add_test(
         NAME ${name}
         COMMAND ${arg_COMMAND}
@@ -11,7 +12,7 @@ function(novu_check name)
     )
     set_tests_properties(
         ${name}
-        PROPERTIES LABELS ${arg_LABEL} TIMEOUT 120 ${arg_PROPERTIES}
+        PROPERTIES LABELS "${arg_LABEL}" TIMEOUT 120 ${arg_PROPERTIES}
     )
 endfunction()
 
@@ -133,7 +134,7 @@ set(interface ${CMAKE_CURRENT_SOURCE_DIR}/interface)
 foreach(standard IN ITEMS c++17 c++20 c++2b)
     novu_check(
         headers-${standard}
-        LABEL interface
+        LABEL interface afresh
         COMMAND
             ${interface}/headers-compile
             ${CMAKE_CXX_COMPILER}
@@ -151,7 +152,7 @@ if(NOVU_X86_PATHS)
 endif()
 novu_check(
     merged
-    LABEL interface
+    LABEL interface afresh
     COMMAND
         ${interface}/merged
         ${CMAKE_CXX_COMPILER}
@@ -161,7 +162,7 @@ novu_check(
 if(NOVU_X86_PATHS)
     novu_check(
         portable
-        LABEL interface
+        LABEL interface afresh
         COMMAND
             ${interface}/portable
             ${CMAKE_CXX_COMPILER}
@@ -187,7 +188,7 @@ novu_check(
 )
 novu_check(
     macros
-    LABEL interface
+    LABEL interface afresh
     COMMAND
         ${interface}/macros
         ${CMAKE_CXX_COMPILER}
@@ -284,12 +285,16 @@ if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
         else()
             set(fixture FIXTURES_REQUIRED installed)
         endif()
-        if(way STREQUAL "deb") # It builds the library anew.
+        set(labels consumer)
+        if(way MATCHES "^(deb|subdirectory)$")
+            list(APPEND labels afresh)
+        endif()
+        if(way STREQUAL "deb")
             list(APPEND fixture TIMEOUT 600)
         endif()
         novu_check(
             consumer-${way}
-            LABEL consumer
+            LABEL ${labels}
             COMMAND
                 ${CMAKE_CURRENT_SOURCE_DIR}/consumer/consume
                 ${way}
