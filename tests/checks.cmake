@@ -18,7 +18,7 @@ endfunction()
 
 # The tree
 
-foreach(check IN ITEMS layers platforms quotes stems surprises)
+foreach(check IN ITEMS layers names platforms quotes stems surprises)
     novu_check(
         check-${check}
         LABEL check
