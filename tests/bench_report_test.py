@@ -391,12 +391,10 @@ class ChartTest(unittest.TestCase):
                        for name in ("Sort", "Find") for size in (1, 2)
                        for peer in ("Novu", "Other")),
                      run("Alone/Novu", 1))
-        chart = bench_goals.Chart("name", "title", (
-            "Service Find 2", "Service Sort", "Service Alone",
-            "Service Absent"))
         self.assertEqual(["Find 2", "Sort 1", "Sort 2"],
-                         [case.label for case in
-                          bench_report.chosen_for(chart, cases)])
+                         [case.label for case in bench_report.chosen_for((
+                             "Service Find 2", "Service Sort",
+                             "Service Alone", "Service Absent"), cases)])
 
     def test_lengths_are_speeds_beside_the_fastest_peer(self):
         cases = read(run("Sort/Novu", 5), run("Sort/Fast", 10),
@@ -417,6 +415,47 @@ class ChartTest(unittest.TestCase):
         both = bench_report.draw(chart, one + two)
         self.assertIn(">Service: Sort<", both)
         self.assertIn(">Second: Find<", both)
+
+    def test_ratios_lead_away_from_one(self):
+        svg = bench_chart.draw_ratios("title", "axis", [
+            ("a & b", 4, ""), ("c", 0.25, ""), ("d", 16, ""), ("e", 1, "")])
+        four, quarter, sixteen, one = self.bars(svg)
+        start = float(four.get("x"))
+        for bar in sixteen, one:
+            self.assertEqual(start, float(bar.get("x")))
+        self.assertAlmostEqual(
+            start, float(quarter.get("x")) + float(quarter.get("width")), 0)
+        width = float(four.get("width"))
+        self.assertAlmostEqual(width, float(quarter.get("width")), 0)
+        self.assertAlmostEqual(2 * width, float(sixteen.get("width")), 0)
+        self.assertEqual(["own", "peer", "own", "own"],
+                         [bar.get("class")
+                          for bar in (four, quarter, sixteen, one)])
+        self.assertIn(">a &amp; b<", svg)
+
+    def test_ticks_of_ratios_enclose_them_and_one(self):
+        for ratios, expected in (
+                ((1,), [0.5, 1, 2]), ((1.9,), [0.5, 1, 2]),
+                ((3, 0.4), [0.2, 0.5, 1, 2, 5]),
+                ((30,), [0.5, 1, 2, 5, 10, 20, 50]),
+                ((0.02,), [0.02, 0.05, 0.1, 0.2, 0.5, 1, 2])):
+            self.assertEqual(expected, bench_chart.ratio_ticks(ratios))
+
+    def test_the_overview_has_the_fastest_peer(self):
+        cases = read(run("Digest/Novu/1048576", 5),
+                     run("Digest/Slow/1048576", 50),
+                     run("Digest/Fast/1048576", 10),
+                     service="CryptoHashMd5")
+        svg = bench_report.draw_overview(cases)
+        self.assertEqual(1, len(self.bars(svg)))
+        self.assertIn(">MD5, 1 MiB<", svg)
+        self.assertIn(">2.00 x Fast<", svg)
+
+    def test_every_row_of_the_overview_is_a_benchmark(self):
+        for label, name in bench_goals.OVERVIEW:
+            service, case, *_ = name.split(" ")
+            source = bench_report.ROOT / f"benchmarks/{service}Bench.cpp"
+            self.assertIn(f'"{case}/Novu', source.read_text(), label)
 
 
 if __name__ == "__main__":

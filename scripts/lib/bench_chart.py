@@ -1,6 +1,7 @@
 """Bar charts as SVG, with colours for light and for dark pages."""
 
 import dataclasses
+import math
 from xml.sax.saxutils import escape
 
 WIDTH = 760
@@ -87,7 +88,54 @@ def draw(title, axis, groups):
                   f' x2="{x_of(1):.1f}" y2="{end:g}"/>')
     shapes.append(_text((LEFT + WIDTH - RIGHT) / 2, end + 36, axis, "middle"))
 
-    height = end + BOTTOM
+    return _page(title, end + BOTTOM, behind + shapes)
+
+
+def draw_ratios(title, axis, ratios):
+    """A chart of `ratios`, each (label, ratio, text), on a logarithmic axis:
+    bars lead from 1 to the right where the ratio is above it, and to the left
+    where it is below."""
+    ticks = ratio_ticks([ratio for _, ratio, _ in ratios])
+    low, high = math.log(ticks[0]), math.log(ticks[-1])
+
+    def x_of(ratio):
+        return LEFT + ((math.log(ratio) - low) / (high - low)
+                       * (WIDTH - LEFT - RIGHT))
+
+    shapes, y = [], TOP
+    for label, ratio, text in ratios:
+        begin, end = sorted((x_of(1), x_of(ratio)))
+        shapes.append(_text(LEFT - 10, y + BAR - 2, label, "end"))
+        shapes.append(f'<rect class="{"own" if ratio >= 1 else "peer"}"'
+                      f' x="{begin:.1f}" y="{y:g}"'
+                      f' width="{max(end - begin, 1):.1f}" height="{BAR}"/>')
+        shapes.append(_text(end + 6, y + BAR - 2, text))
+        y += BAR + BETWEEN_GROUPS / 2
+    end = y - BETWEEN_GROUPS / 2 + 6
+
+    behind = []
+    for tick in ticks:
+        x = x_of(tick)
+        style = "one" if tick == 1 else "grid"
+        behind.append(f'<line class="{style}" x1="{x:.1f}" y1="{TOP - 6}"'
+                      f' x2="{x:.1f}" y2="{end:g}"/>')
+        behind.append(_text(x, end + 16, f"{tick:g}", "middle"))
+    shapes.append(_text((LEFT + WIDTH - RIGHT) / 2, end + 36, axis, "middle"))
+    return _page(title, end + BOTTOM, behind + shapes)
+
+
+def ratio_ticks(ratios):
+    """1, 2 or 5 times powers of ten around 1 and all ratios: at least one on
+    either side of 1."""
+    powers = range(-6, 7)
+    steps = [factor * 10.0 ** power for power in powers
+             for factor in (1, 2, 5)]
+    first = max(step for step in steps if step <= min(0.5, *ratios))
+    last = min(step for step in steps if step >= max(2, *ratios))
+    return [float(f"{step:g}") for step in steps if first <= step <= last]
+
+
+def _page(title, height, shapes):
     return "\n".join([
         f'<svg xmlns="http://www.w3.org/2000/svg" width="{WIDTH}"'
         f' height="{height:g}" viewBox="0 0 {WIDTH} {height:g}" role="img"'
@@ -96,7 +144,7 @@ def draw(title, axis, groups):
         f'<rect class="page" x="0.5" y="0.5" width="{WIDTH - 1}"'
         f' height="{height - 1:g}" rx="6"/>',
         _text(20, 26, title, style="title"),
-        *behind, *shapes, "</svg>", ""])
+        *shapes, "</svg>", ""])
 
 
 def _text(x, y, text, anchor="start", style=""):

@@ -148,6 +148,26 @@ CHARTS = (
 )
 
 
+# The rows of docs/performance/overview.svg: what it is called there, and the
+# case.
+OVERVIEW = (
+    ("SEED, 64 KiB", "CryptoBlockCipherSeed Encrypt 65536"),
+    ("MD5, 1 MiB", "CryptoHashMd5 Digest 1048576"),
+    ("Base64 of 1 KiB", "Base64 Encode 1024"),
+    ("Count 1,000,000 bits", "Bits Count 1000000"),
+    ("Integers to text", "tchar Radix10"),
+    ("Date and time to text", "DateTimeFormat Record"),
+    ("Identifier to text", "Guid ToString"),
+    ("Lock and unlock", "ThreadSync LockAndUnlock"),
+    ("Event, there and back", "Sem PingPong"),
+    ("Start and stop a thread", "Thread StartAndStop"),
+    ("100,000 tasks", "ThreadPool Tasks 100000"),
+    ("Walk 10,000 files", "FileFind Walk 10000"),
+    ("Write XML", "XmlDoc WriteUtf8 10000"),
+    ("Read XML", "XmlDoc ReadUtf8 10000"),
+)
+
+
 @dataclasses.dataclass
 class Verdict:
     goal: Goal

@@ -246,10 +246,10 @@ def kibibytes(number):
 
 # Charts
 
-def chosen_for(chart, cases):
-    """The cases of a chart, in its order."""
+def chosen_for(names, cases):
+    """The cases of these names that have peers, in the order of the names."""
     chosen = []
-    for wanted in chart.cases:
+    for wanted in names:
         service, name, *argument = wanted.split(" ")
         chosen += [case for case in cases
                    if (case.service, case.name) == (service, name)
@@ -275,13 +275,29 @@ def draw(chart, cases):
          for case in cases])
 
 
+def draw_overview(cases):
+    """One case of each service, beside its fastest peer."""
+    rows = []
+    for label, name in bench_goals.OVERVIEW:
+        for case in chosen_for([name], cases):
+            best = case.best()
+            peer = next(peer for peer, measured in case.others().items()
+                        if measured is best)
+            rows.append((label, case.ratio(),
+                         f"{times(case.ratio())} x {peer}"))
+    return bench_chart.draw_ratios(
+        "libNovu-Bases beside the fastest peer",
+        "speed as a multiple of that peer's", rows)
+
+
 def write_charts(cases):
     """Writes the charts that there are cases for; answers their Markdown."""
     CHARTS.mkdir(exist_ok=True)
-    shown = []
+    (CHARTS / "overview.svg").write_text(draw_overview(cases))
+    shown = [f"![Overview]({CHARTS.name}/overview.svg)"]
     for chart in bench_goals.CHARTS:
         path = CHARTS / f"{chart.name}.svg"
-        chosen = chosen_for(chart, cases)
+        chosen = chosen_for(chart.cases, cases)
         if chosen:
             path.write_text(draw(chart, chosen))
             shown.append(f"![{chart.title}]({CHARTS.name}/{path.name})")
