@@ -594,16 +594,19 @@ TEST(Base64Test, AnImpossibleLengthThrowsAndReadsNothing) {
     EXPECT_EQ(0, ::munmap(pages, 3 * size));
 }
 
-TEST(Base64Test, FailedAllocationsOfEncodeReachTheCaller) {
+TEST(Base64Test, FailedAllocationsOfEncodePassAndChangeNothing) {
     const string bytes(100, 'M');
     string text;
     unsigned long failures = 0;
     unsigned long allocations = NovuTest::FailEachAllocation(
         [&] {
-            text = string();
+            text = "junk";
             Base64().Encode(bytes.data(), bytes.size(), text);
         },
-        [&] { ++failures; });
+        [&] {
+            EXPECT_EQ("junk", text);
+            ++failures;
+        });
     EXPECT_LT(0U, allocations);
     EXPECT_EQ(allocations, failures);
     EXPECT_EQ(PeerText(bytes), text);
@@ -617,7 +620,11 @@ TEST(Base64Test, FailedAllocationsOfEncodeReachTheCaller) {
             within.assign(50, 'M');
             Base64().Encode(within.data(), within.size(), within);
         },
-        [&] { ++failures; });
+        [&] {
+            EXPECT_EQ(string(50, 'M'), within);
+            ++failures;
+        });
+    EXPECT_LT(0U, allocations);
     EXPECT_EQ(allocations, failures);
     EXPECT_EQ(PeerText(string(50, 'M')), within);
 }

@@ -186,7 +186,7 @@ const char* const kUnknown = "runtime_error: Unknown Error";
 const char* const kFromNull =
     "logic_error: basic_string: construction from null is not valid";
 
-// mbs_to_wcs
+// mbs_to_wcs and wcs_to_mbs
 
 const struct WidenCase {
     int line;
@@ -580,14 +580,28 @@ TEST(StringTest, FailingMemoryPassesAndLeavesNothingBehind) {
 }
 
 TEST(StringTest, AnErrorLeavesNothingBehind) {
-    // Twice, since the first throw of a thread may set up the runtime.
-    for (int round = 0; round < 2; ++round) {
-        const GlobalLocale classic("C");
+    const GlobalLocale utf8("C.utf8");
+    const std::locale loc = Utf8();
+    const std::locale classic = std::locale::classic();
+    // Longer than what is converted without memory of its own.
+    const string narrow(300, 'x');
+    const string invalid = narrow + '\xff';
+    const string accented = narrow + kAccented;
+    const wstring surrogate = wstring(300, L'x') + wchar_t{0xd800};
+    const std::function<void()> calls[] = {
+        [&] { mbs_to_wcs(invalid, loc); },
+        [&] { wcs_to_mbs(surrogate, loc); },
+        // The first of two conversions succeeds.
+        [&] { utf8_to_mbs(accented, classic); },
+        [&] {
+            const ScriptedCounts disagreeing({300, 299});
+            utf8_to_wcs(narrow);
+        },
+    };
+    for (const auto& call : calls) {
+        SCOPED_TRACE(testing::Message() << "call " << &call - calls);
         const NovuTest::AllocationLedger ledger;
-        try {
-            mbs_to_wcs(kAccented);
-        } catch (const std::runtime_error&) {
-        }
+        EXPECT_THROW(call(), std::runtime_error);
         EXPECT_EQ(0U, ledger.Blocks());
     }
 }
