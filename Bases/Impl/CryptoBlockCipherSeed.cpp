@@ -14,7 +14,6 @@ namespace Novu {
 
 namespace {
 
-const unsigned int kSeedBlockSize = 16;
 const unsigned int kKeySize = 16;
 
 // The bytes of so many blocks; where that would wrap, ULONG_MAX, for which

@@ -75,8 +75,6 @@ constexpr std::ptrdiff_t StepOf(SeedDirection direction) {
     return direction == SeedDirection::kEncrypt ? 2 : -2;
 }
 
-const std::size_t kBlockSize = 16;
-
 // Some blocks at once: what one of them waits for, the others fill.
 template <std::size_t blocks>
 struct SeedState {
@@ -85,7 +83,7 @@ struct SeedState {
 
     explicit SeedState(const unsigned char* in) {
         for (std::size_t block = 0; block != blocks; ++block) {
-            const unsigned char* const words = in + block * kBlockSize;
+            const unsigned char* const words = in + block * kSeedBlockSize;
             left[block] = {LoadWord(words, 0), LoadWord(words, 1)};
             right[block] = {LoadWord(words, 2), LoadWord(words, 3)};
         }
@@ -93,7 +91,7 @@ struct SeedState {
 
     void Store(unsigned char* out) const {
         for (std::size_t block = 0; block != blocks; ++block) {
-            unsigned char* const words = out + block * kBlockSize;
+            unsigned char* const words = out + block * kSeedBlockSize;
             StoreWord(words, 0, right[block].word0);
             StoreWord(words, 1, right[block].word1);
             StoreWord(words, 2, left[block].word0);
@@ -175,8 +173,8 @@ void SeedTransformBlocksPlain(SeedDirection direction, const unsigned char* in,
     const std::ptrdiff_t step = StepOf(direction);
     for (; count >= kTogether; count -= kTogether) {
         TransformTogether(in, out, keys, step);
-        in += kTogether * kBlockSize;
-        out += kTogether * kBlockSize;
+        in += kTogether * kSeedBlockSize;
+        out += kTogether * kSeedBlockSize;
     }
     for (; count != 0; --count) {
         if (direction == SeedDirection::kEncrypt) {
@@ -184,8 +182,8 @@ void SeedTransformBlocksPlain(SeedDirection direction, const unsigned char* in,
         } else {
             TransformOne<SeedDirection::kDecrypt>(in, out, roundKeys);
         }
-        in += kBlockSize;
-        out += kBlockSize;
+        in += kSeedBlockSize;
+        out += kSeedBlockSize;
     }
 }
 

@@ -5,10 +5,13 @@
 #ifndef NOVU_BASES_IMPL_SEEDBLOCKS_H_
 #define NOVU_BASES_IMPL_SEEDBLOCKS_H_
 
+#include <cstddef>
 #include <cstdint>
 #include <span>
 
 namespace Novu {
+
+inline constexpr std::size_t kSeedBlockSize = 16;
 
 enum class SeedDirection { kEncrypt, kDecrypt };
 

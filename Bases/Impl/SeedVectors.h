@@ -33,7 +33,6 @@
 
 namespace Novu {
 
-const std::size_t kSeedBlockBytes = 16;
 const std::size_t kSeedPairs = 16;
 
 /// Where in the user's key the bytes of one word of the turned key are: four
@@ -67,7 +66,7 @@ template <typename Vector, std::size_t vectors>
 class SeedVectors {
 public:
     static const std::size_t kBlocks = vectors * Vector::kBlocks;
-    static const std::size_t kBytes = kBlocks * kSeedBlockBytes;
+    static const std::size_t kBytes = kBlocks * kSeedBlockSize;
 
     /// Transforms kBlocks. The round keys are taken in pairs from `keys` on,
     /// `step` words apart.
@@ -151,9 +150,9 @@ void SeedTransformVectors(SeedDirection direction, const unsigned char* in,
     whole(Narrowest());
     if (count != 0) {
         unsigned char last[Narrowest::kBytes] = {};
-        std::memcpy(last, in, count * kSeedBlockBytes);
+        std::memcpy(last, in, count * kSeedBlockSize);
         Narrowest::Transform(last, last, keys, step);
-        std::memcpy(out, last, count * kSeedBlockBytes);
+        std::memcpy(out, last, count * kSeedBlockSize);
     }
 }
 
