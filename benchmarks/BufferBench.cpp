@@ -19,7 +19,8 @@ namespace {
 
 const std::size_t kPiece = 16;
 
-// Four with one interface: a block of bytes, the used part of a capacity.
+// Three with one interface, as far as the cases need it: a block of bytes, the
+// used part of a capacity.
 
 class NovuBuffer {
 public:

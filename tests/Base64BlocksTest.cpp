@@ -46,7 +46,7 @@ static_assert(sizeof kOdd == 65);
 
 const char* const kAlphabets[] = {Novu::kBase64Standard, kOther, kOdd};
 
-// The model
+// The model: the text for all whole groups of six bits, without padding.
 
 string Modelled(const char* alphabet, const string& data) {
     string text;
@@ -61,10 +61,10 @@ string Modelled(const char* alphabet, const string& data) {
     return text;
 }
 
-// Calls of the paths, with memory that ends or begins with what is given, and
-// is junk around what is written. Of `data`, whose size is a multiple of 3,
-// gives the text so far as it was encoded.
+// Calls of the paths
 
+// What a path is given, at the end of its memory, and memory that is junk
+// around what it writes.
 class Memory {
 public:
     Memory(size_t at, const string& content, size_t room)

@@ -86,9 +86,9 @@ private:
                    : __builtin_bswap32(word);
     }
 
-    // The four words change places by turns: the first one of each step is the
-    // last one of the next. What does not wait for the step before, the newest
-    // word b, is summed up first.
+    // The four words change places by turns: the last one of each step is the
+    // first one of the next. What does not wait for the newest word, b, which
+    // the step before made, is summed up first.
     template <std::size_t step>
     [[gnu::always_inline]] static void Step(Words& words, const char* block) {
         const std::size_t round = step / 16;

@@ -77,7 +77,8 @@ constexpr std::array<Word, 20> kPowersOf10 = [] {
     return powers;
 }();
 
-// From 2 digits on. 1233 / 4096 is the logarithm of 2, near enough for 64 bits.
+// From 2 digits on. 1233 / 4096 is the decimal logarithm of 2, near enough for
+// 64 bits.
 unsigned int CountDecimals(Word value) {
     const unsigned int least = CountBits(value) * 1233 / 4096;
     return least + (value >= kPowersOf10[least] ? 1 : 0);
@@ -89,8 +90,9 @@ unsigned int CountDecimals(Word value) {
 // 100.
 Word Decimals(Word value) {
     const auto below = static_cast<std::uint32_t>(value);
-    const Word thousands = below / 10000;
-    const Word fours = (Word{below} << 32) - thousands * ((10000ULL << 32) - 1);
+    const Word tenThousands = below / 10000;
+    const Word fours =
+        (Word{below} << 32) - tenThousands * ((10000ULL << 32) - 1);
     const Word hundreds = (fours * 10486 >> 20) & 0x0000007F0000007F;
     const Word twos = (fours << 16) - hundreds * ((100 << 16) - 1);
     const Word tens = (twos * 103 >> 10) & 0x000F000F000F000F;
