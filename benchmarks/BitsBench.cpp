@@ -131,7 +131,7 @@ bool WorksAlike(std::size_t size) {
     compare([](auto& set, const auto& other) { set.Or(other); });
     compare([](auto& set, const auto&) { set.Invert(); });
     compare([](auto& set, const auto& other) { set.And(other); });
-    compare([](auto& set, const auto&) { set.Set(size_t{5}); });
+    compare([](auto& set, const auto&) { set.Set(std::size_t{5}); });
     return alike;
 }
 

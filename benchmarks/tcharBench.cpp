@@ -10,6 +10,7 @@
 
 #include <charconv>
 #include <cstddef>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <random>
@@ -50,7 +51,7 @@ void Run(benchmark::State& state, const std::vector<long long>& numbers,
         }
     }
     state.SetItemsProcessed(state.iterations() *
-                            static_cast<int64_t>(numbers.size()));
+                            static_cast<std::int64_t>(numbers.size()));
 }
 
 template <int radix>
