@@ -38,6 +38,7 @@ using NovuTest::AllocationLedger;
 using NovuTest::FailingAllocation;
 using NovuTest::NullAllocation;
 using NovuTest::Outs;
+using NovuTest::WordsReversed;
 
 using std::is_same_v;
 using std::string;
@@ -96,16 +97,6 @@ Bytes RandomBytes(Random& random, std::size_t size) {
     for (std::size_t at = 0; at < size; at += sizeof(std::uint32_t)) {
         const auto word = static_cast<std::uint32_t>(random());
         std::memcpy(bytes.data() + at, &word, std::min(sizeof word, size - at));
-    }
-    return bytes;
-}
-
-Bytes WordsReversed(Bytes bytes) {
-    for (std::size_t at = 0; at < bytes.size(); at += sizeof(std::uint32_t)) {
-        std::uint32_t word = 0;
-        std::memcpy(&word, bytes.data() + at, sizeof word);
-        word = __builtin_bswap32(word);
-        std::memcpy(bytes.data() + at, &word, sizeof word);
     }
     return bytes;
 }

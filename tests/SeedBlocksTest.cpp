@@ -28,6 +28,7 @@ using Novu::SeedDirection;
 using Novu::SeedPath;
 
 using NovuTest::RandomBytes;
+using NovuTest::WordsReversed;
 
 using Bytes = std::vector<unsigned char>;
 using Random = std::mt19937;
@@ -40,22 +41,12 @@ const std::size_t kMostBlocks = 300;
 const std::size_t kAlignments = 64;
 const unsigned char kJunk = 0xA5;
 
-void ReverseWords(Bytes& bytes) {
-    for (auto word = bytes.begin(); word != bytes.end(); word += 4) {
-        std::reverse(word, word + 4);
-    }
-}
-
 // A message, and what it is enciphered, under one key.
 struct Message {
     Message() {
         Novu::SeedScheduleKeysPlain(keys.data(), key.data());
-        Bytes reversed = plain;
-        ReverseWords(reversed);
-        Bytes reversedKey = key;
-        ReverseWords(reversedKey);
-        enciphered = NovuTest::OpenSslSeed().Encrypt(reversed, reversedKey);
-        ReverseWords(enciphered);
+        enciphered = WordsReversed(NovuTest::OpenSslSeed().Encrypt(
+            WordsReversed(plain), WordsReversed(key)));
     }
 
     Random random{kSeed};
@@ -155,8 +146,8 @@ TEST_P(SeedBlocksOnPath, RoundKeysAreThoseOfOpenSsl) {
     for (int repetition = 0; repetition != 1000; ++repetition) {
         const std::size_t at = static_cast<std::size_t>(repetition) % kBlock;
         const Bytes userKey = RandomBytes<Bytes>(at + kBlock, random);
-        Bytes reversed(userKey.end() - kBlock, userKey.end());
-        ReverseWords(reversed);
+        const Bytes reversed =
+            WordsReversed(Bytes(userKey.end() - kBlock, userKey.end()));
         SEED_KEY_SCHEDULE expected;
         ::SEED_set_key(reversed.data(), &expected);
 

@@ -42,6 +42,8 @@ void PlainNovuDecrypt(unsigned char*,
 
 namespace {
 
+using NovuTest::WordsReversed;
+
 using Block = std::array<unsigned char, 16>;  // A key, too.
 using Table = std::array<std::uint32_t, 32>;
 using Random = std::mt19937;
@@ -77,13 +79,6 @@ Block FromHex(const std::string& digits) {
     for (std::size_t index = 0; index < block.size(); ++index) {
         block[index] = static_cast<unsigned char>(
             std::stoul(digits.substr(2 * index, 2), nullptr, 16));
-    }
-    return block;
-}
-
-Block WordsReversed(Block block) {
-    for (std::size_t word = 0; word < block.size(); word += 4) {
-        std::reverse(block.data() + word, block.data() + word + 4);
     }
     return block;
 }

@@ -18,18 +18,10 @@
 using Novu::Crypto;
 using Novu::CryptoHashMd5;
 using NovuFuzz::Require;
+using NovuTest::WordsReversed;
 using Bytes = std::vector<unsigned char>;
 
 namespace {
-
-// SEED's words are in the host's order here, and in the other one there.
-Bytes Turned(Bytes bytes) {
-    for (std::size_t at = 0; at + 4 <= bytes.size(); at += 4) {
-        std::swap(bytes[at], bytes[at + 3]);
-        std::swap(bytes[at + 1], bytes[at + 2]);
-    }
-    return bytes;
-}
 
 class Object {
 public:
@@ -66,8 +58,10 @@ void CheckSeed(const Bytes& key, const Bytes& message, std::size_t offset) {
     Require(seed->SetUserSecretKey(key.data()) == 1, "SetUserSecretKey");
     Bytes whole = message;
     whole.resize((message.size() + 15) / 16 * 16);
-    const Bytes cipher = Turned(openSsl.Encrypt(Turned(whole), Turned(key)));
-    const Bytes plain = Turned(openSsl.Decrypt(Turned(whole), Turned(key)));
+    const Bytes cipher = WordsReversed(
+        openSsl.Encrypt(WordsReversed(whole), WordsReversed(key)));
+    const Bytes plain = WordsReversed(
+        openSsl.Decrypt(WordsReversed(whole), WordsReversed(key)));
     Require(seed.Transform(&Crypto::Encrypt, message) == cipher, "Encrypt");
     Require(seed.Transform(&Crypto::Decrypt, cipher) == whole, "Decrypt");
     const bool fits = message.size() % 16 == 0;

@@ -7,11 +7,22 @@
 #include <openssl/evp.h>
 #include <openssl/provider.h>
 
+#include <algorithm>
 #include <stdexcept>
 
 #include "Bases/Impl/Owned.h"
 
 namespace NovuTest {
+
+/// From the library's order of bytes, in which each word of 32 bits has its
+/// lowest byte first [seed-1], to that of RFC 4269, and the other way round.
+template <typename Bytes>
+Bytes WordsReversed(Bytes bytes) {
+    for (auto word = bytes.begin(); word != bytes.end(); word += 4) {
+        std::reverse(word, word + 4);
+    }
+    return bytes;
+}
 
 /// With OpenSSL's provider "legacy", where it keeps SEED. Throws where there is
 /// none.
