@@ -23,6 +23,7 @@ static_assert(CHAR_BIT == 8);
 // 32 bits go in behind up to seven that wait.
 static_assert(sizeof(unsigned long) == 8);
 
+// By seven bits: the top one is ignored by design [base64-3].
 unsigned char ValueOf(const Base64Values& values, char character) {
     return values.of[static_cast<unsigned char>(character) & 0x7F];
 }
@@ -35,7 +36,8 @@ void StoreHighFirst(char* out, std::uint32_t bytes) {
     std::memcpy(out, &bytes, sizeof bytes);
 }
 
-// By their addresses, since a size may be one that no block has.
+// Whether the two have a byte in common. By the distance of their addresses,
+// since a size may be one that no block has, and then there is no end.
 bool Overlap(const char* a, std::size_t aSize, const char* b,
              std::size_t bSize) {
     const auto aAt = reinterpret_cast<std::uintptr_t>(a);
@@ -55,6 +57,11 @@ char* EncodeRest(const char* alphabet, const char* data, std::size_t len,
         *text++ = alphabet[second << 2 & 63];
     }
     return text;
+}
+
+// Whether the alphabet is still the standard one.
+bool IsStandard(const char* alphabet) {
+    return std::memcmp(alphabet, kBase64Standard, 64) == 0;
 }
 
 const Base64Path& BestBase64() {
@@ -100,14 +107,7 @@ std::size_t Base64DecodePlain(const Base64Values& values, const char* text,
     return at;
 }
 
-namespace {
-
-// Whether the alphabet is still the standard one.
-bool IsStandard(const char* alphabet) {
-    return std::memcmp(alphabet, kBase64Standard, 64) == 0;
-}
-
-}  // namespace
+// The class
 
 char Base64::s_szBase64Alphabet[65] =
     "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";

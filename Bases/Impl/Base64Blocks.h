@@ -11,8 +11,8 @@
 namespace Novu {
 
 /// What a character stands for, by its seven low bits: 0 to 63, or a mark. The
-/// marks have the top bit set, so that many characters are tested at once. No
-/// value is looked up in the upper half; with it, every character has a place.
+/// marks have the top bit set, so that many characters are tested at once. The
+/// upper half is never looked up; it takes what an alphabet has from 0x80 on.
 struct Base64Values {
     unsigned char of[256];
 };
@@ -21,7 +21,8 @@ inline constexpr unsigned char kBase64Invalid = 0x80;
 inline constexpr unsigned char kBase64Skipped = 0x81;
 inline constexpr unsigned char kBase64Mark = 0x80;
 
-/// Not as a result, which would be copied.
+/// Makes `values` those of the 64 characters of `alphabet`, of equal ones the
+/// last. In place, since a result would be copied.
 constexpr void ReadBase64Values(const char* alphabet, Base64Values& values) {
     for (unsigned char& value : values.of) {
         value = kBase64Invalid;

@@ -1,6 +1,6 @@
-// Base64 by AVX2, from Bases/Impl/Base64Blocks.h: the standard alphabet, in
-// which characters of one half, the high one of their bits, have one distance
-// from their values, but for '/'.
+// Base64 by AVX2, from Bases/Impl/Base64Blocks.h: of the standard alphabet, in
+// which all characters with the same four high bits are equally far from their
+// values. The one exception is '/'.
 
 #include <immintrin.h>
 
@@ -24,8 +24,8 @@ constexpr unsigned char Distance(unsigned int to, unsigned int from) {
     return static_cast<unsigned char>(to - from);
 }
 
-// How far a character is from its value. The values are told apart by how far
-// they are above 51, with 13 for those below 26.
+// What makes a value its character when it is added. It is looked up by how far
+// the value is above 51: 0 for 26 to 51, and for those below 26 it is 13.
 constexpr Table kFromValue = [] {
     Table table{};
     table.of[0] = Distance('a', 26);
@@ -38,8 +38,8 @@ constexpr Table kFromValue = [] {
     return table;
 }();
 
-// And a value from its character, by the high half of that; one below it for
-// '/'.
+// What makes a character its value, by the high half of the character; for '/',
+// by one less than that.
 constexpr Table kToValue = [] {
     Table table{};
     table.of[1] = Distance(63, '/');
@@ -66,8 +66,9 @@ constexpr Table kHighBits = {{1, 2, 4, 8, 16, 32, 64, 128}};
 
 // The characters of 24 bytes, 12 at the beginning of each half.
 __m256i Encoded(__m256i bytes) {
-    // Of three bytes a, b and c, as b, a, c, b: the four values are moved into
-    // bytes by multiplication, two of the two 16-bit words at a time.
+    // Three bytes a, b and c become b, a, c, b: two words of 16 bits with two
+    // values in each. A multiplication moves one value of each word to where
+    // its byte is.
     const __m256i words = _mm256_shuffle_epi8(
         bytes, _mm256_broadcastsi128_si256(_mm_setr_epi8(
                    1, 0, 2, 1, 4, 3, 5, 4, 7, 6, 8, 7, 10, 9, 11, 10)));
@@ -113,7 +114,7 @@ std::size_t Base64EncodeAvx2(const char* alphabet, const char* data,
         return 0;
     }
     std::size_t at = 0;
-    // Read are 28 bytes.
+    // Each turn reads 28 bytes.
     for (; len - at >= 28; at += 24, text += 32) {
         const __m256i bytes =
             _mm256_set_m128i(Load(data + at + 12), Load(data + at));

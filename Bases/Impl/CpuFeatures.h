@@ -35,7 +35,7 @@ struct CpuAnswers {
     unsigned long long keptRegisters;
 };
 
-/// The features by these answers.
+/// The features by these answers. Only where a build has paths of x86-64.
 unsigned int CpuFeaturesOf(const CpuAnswers& answers);
 
 /// Whether all of `features` are there. Any thread may ask; the processor is

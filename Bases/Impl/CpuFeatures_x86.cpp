@@ -59,6 +59,8 @@ unsigned int CpuFeaturesOf(const CpuAnswers& answers) {
     const unsigned int gfni = Bit(8);
     const unsigned int vpopcntdq = Bit(14);
     const unsigned long long ymm = 0x6;
+    // macOS gives a thread these when it first uses them, and xgetbv tells of
+    // them no sooner: there, the paths of AVX-512 are not taken.
     const unsigned long long zmm = 0xE6;
 
     unsigned int found = 0;

@@ -1,5 +1,6 @@
-// CryptoFactory: how CreateCrypto makes its objects. Each class has a maker in
-// its own source, so that the interface does not build on what builds on it.
+// CryptoFactory (private): how CreateCrypto makes its objects. Each class has a
+// maker in its own source, so that the interface does not build on what builds
+// on it.
 
 #ifndef NOVU_BASES_IMPL_CRYPTOFACTORY_H_
 #define NOVU_BASES_IMPL_CRYPTOFACTORY_H_

@@ -20,8 +20,8 @@ struct Arithmetic {
         return static_cast<std::uint32_t>(_mm_cvtsi128_si32(word));
     }
 
-    // Masked, although by all: compilers put plain sums in an order of their
-    // own, and what waits for the newest word has to come last.
+    // Masked, although no word is left out: compilers put plain sums in an
+    // order of their own, and what waits for the newest word has to come last.
     static Word Add(Word a, Word b) { return _mm_maskz_add_epi32(0xF, a, b); }
 
     template <int bits>

@@ -1,4 +1,4 @@
-// NewBytes: blocks of bytes that are released with delete[].
+// NewBytes (private): blocks of bytes that are released with delete[].
 
 #ifndef NOVU_BASES_IMPL_NEWBYTES_H_
 #define NOVU_BASES_IMPL_NEWBYTES_H_

@@ -75,7 +75,7 @@ constexpr std::ptrdiff_t StepOf(SeedDirection direction) {
     return direction == SeedDirection::kEncrypt ? 2 : -2;
 }
 
-// Some blocks at once: what one of them waits for, the others fill.
+// Some blocks at once: while one waits for its look-ups, the others go on.
 template <std::size_t blocks>
 struct SeedState {
     Half left[blocks];

@@ -1,4 +1,5 @@
-// SeedTables: the constants of SEED, computed when the library is built.
+// SeedTables (private): the constants of SEED, computed when the library is
+// built.
 
 #ifndef NOVU_BASES_IMPL_SEEDTABLES_H_
 #define NOVU_BASES_IMPL_SEEDTABLES_H_

@@ -61,7 +61,8 @@ constexpr SeedPlaces SeedPlacesOf(std::size_t word) {
     return places;
 }
 
-/// `vectors` of them at once: what one waits for, the others fill.
+/// `vectors` of them at once: while one waits for its results, the others go
+/// on.
 template <typename Vector, std::size_t vectors>
 class SeedVectors {
 public:

@@ -1,10 +1,10 @@
 // SEED over blocks by AVX2 and AES-NI, from Bases/Impl/SeedBlocks.h.
 //
-// The last round of AES is its S-box, which is the field's inverse and a linear
-// map, behind an exchange of places and before a key. So the bytes are changed
-// by To, put where the exchange takes them back, sent through a round with a
-// key of zeros, and changed by From and the inverse of that map. Linear maps
-// are looked up in vectors, half a byte at a time.
+// The last round of AES is an exchange of places (ShiftRows), the S-box, which
+// is the field's inverse and then a linear map, and the sum with a key. So the
+// bytes are changed by To, put where the exchange takes them back, sent through
+// a round with a key of zeros, and changed by the inverse of that map and by
+// From. Linear maps are looked up in vectors, half a byte at a time.
 
 #include "Bases/Impl/SeedVector_avx2.h"
 
@@ -31,7 +31,8 @@ constexpr Halves kTo = [] {
 const SeedMap kAes = 0xF1E3C78F1F3E7CF8;
 const unsigned int kAesConstant = 0x63;
 
-// Its inverses, by which the map From is one of what the S-box gives.
+// The byte of which that map makes `byte`. With it, From can be applied to what
+// the S-box gives.
 constexpr unsigned int AesUndone(unsigned int byte) {
     unsigned int undone = 0;
     while (SeedMapped(kAes, undone) != byte) {

@@ -16,7 +16,8 @@ using Facet = std::codecvt<wchar_t, char, std::mbstate_t>;
 
 const auto kCountError = static_cast<std::size_t>(-1);
 
-// A wide character holds any character, so that either count is of characters.
+// A wide character holds any character, so that what mbstowcs counts are
+// characters.
 static_assert(sizeof(wchar_t) == 4);
 
 // Both "utf8" functions measure first and throw alike; they differ in what

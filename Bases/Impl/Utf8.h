@@ -35,8 +35,8 @@ inline bool IsAscii(const char* text, std::size_t size) {
 }
 
 /// The bytes of the well-formed sequence that `text` begins with; 0 where it
-/// begins with none: one that is cut off or too long for its character, a
-/// surrogate, a character above U+10FFFF. `size` is not 0.
+/// begins with none: one that is cut off or overlong, a surrogate, a character
+/// above U+10FFFF. `size` is not 0.
 inline std::size_t Utf8SequenceSize(const char* text, std::size_t size) {
     const auto byte = [text](std::size_t i) {
         return static_cast<unsigned char>(text[i]);
