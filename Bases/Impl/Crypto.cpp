@@ -24,7 +24,7 @@ void DestroyCrypto(Crypto*& crypto) {
     }
     Crypto* const object = crypto;  // Destroy may write to the pointer.
     object->Destroy();
-    ReleaseStorage(object);
+    ReleaseStorage(object);  // By design [crypto-1].
     crypto = nullptr;
 }
 

@@ -80,6 +80,7 @@ int CryptoBlockCipherSeed::Encrypt(unsigned char* input,
     SeedTransform* const transform = SeedTransformFor(blocks);
     transform(SeedDirection::kEncrypt, input, made, whole, roundKeys);
     if (rest != 0) {
+        // By design [cryptoblockcipherseed-2]: zeros, and no length.
         unsigned char last[kSeedBlockSize] = {};
         std::memcpy(last, input + inputLength - rest, rest);
         transform(SeedDirection::kEncrypt, last, made + length - kSeedBlockSize,

