@@ -8,6 +8,7 @@
 // the system says that it sleeps. Nothing depends on it: what is cancelled on
 // its way into a wait ends there.
 
+#include <dirent.h>
 #include <gtest/gtest.h>
 #include <pthread.h>
 #include <semaphore.h>
@@ -28,13 +29,16 @@
 
 #include "Bases/FileFind.h"
 #include "Bases/FileIo.h"
+#include "Bases/FileSys.h"
 #include "Bases/Sem.h"
 #include "Bases/Thread.h"
 #include "Bases/ThreadPool.h"
 #include "Bases/ThreadSync.h"
+#include "Bases/XmlDoc.h"
 #include "tests/support/Concurrency.h"
 #include "tests/support/NextSymbol.h"
 #include "tests/support/SemaphoreName.h"
+#include "tests/support/TempDir.h"
 
 namespace {
 
@@ -70,6 +74,37 @@ extern "C" long CountedSystemCall(long number, long first, long second,
 
 namespace {
 
+thread_local bool isCancelledAtClose = false;
+
+// A cancellation that becomes due at a close, which is a point for it.
+void ComeToAClose() {
+    if (std::exchange(isCancelledAtClose, false)) {
+        ::pthread_cancel(::pthread_self());
+        ::pthread_testcancel();
+    }
+}
+
+}  // namespace
+
+extern "C" {
+
+int close(int fd) {
+    static auto* const next = NovuTest::NextSymbol<int(int)>("close");
+    ComeToAClose();
+    return next(fd);
+}
+
+// Not a point with every C library, but with any that chooses so.
+int closedir(DIR* stream) {
+    static auto* const next = NovuTest::NextSymbol<int(DIR*)>("closedir");
+    ComeToAClose();
+    return next(stream);
+}
+
+}  // extern "C"
+
+namespace {
+
 using Novu::Cs;
 using Novu::CsLocker;
 using Novu::Event;
@@ -84,6 +119,7 @@ using NovuTest::Eventually;
 using NovuTest::kNoLimit;
 using NovuTest::SemaphoreName;
 using NovuTest::SleepFor;
+using NovuTest::TempDir;
 using std::chrono::milliseconds;
 
 const unsigned int kLong = 1000000;  // Longer than the deadline.
@@ -739,6 +775,46 @@ TEST_F(ThreadForcedStopTest, DoesNotComeToDestructorsOfTheLibrary) {
     worker.StopThread(10, 1);
     EXPECT_EQ(0, Counted::alive);
     ExpectUsable(worker);
+}
+
+// The same in calls that close what they have opened on their way out.
+TEST_F(ThreadForcedStopTest, DoesNotComeToWhatACallCloses) {
+    const TempDir temp;
+    const std::string empty = temp.MakeDir("empty") + "/";
+    const std::string document =
+        temp.Write("a.xml", "<?xml version='1.0' encoding='UTF-8'?><a/>");
+    const std::function<void()> calls[] = {
+        [&] {
+            Novu::FileFind find;
+            EXPECT_FALSE(find.FindFirst(empty, ""));
+        },
+        [&] {
+            Novu::FileIo file;
+            EXPECT_TRUE(file.Open(document, 0x80000000, 3, 4));
+            EXPECT_EQ(42, file.GetFileSize());
+        },
+        [&] { EXPECT_TRUE(Novu::FileSys::CopyFile(document, temp / "copy")); },
+        [&] {
+            Novu::XmlReader reader;
+            EXPECT_EQ(1, reader.Load(document));
+        },
+    };
+    for (const std::function<void()>& call : calls) {
+        SCOPED_TRACE(&call - calls);
+        std::atomic<bool> done = false;
+        Worker worker([&](Worker& /*self*/) {
+            isCancelledAtClose = true;
+            call();
+            EXPECT_FALSE(isCancelledAtClose) << "nothing was closed";
+            done = true;
+            ::pthread_testcancel();
+            ADD_FAILURE() << "goes on";
+        });
+        EXPECT_EQ(1, worker.StartThread(0));
+        EXPECT_TRUE(Eventually([&] { return done.load(); }));
+        worker.StopThread(10, 1);
+        ExpectUsable(worker);
+    }
 }
 
 // The same when the pool releases a task that has a descriptor.

@@ -16,7 +16,13 @@ namespace Novu {
 
 namespace {
 
-using Stream = Owned<DIR, ::closedir>;
+// For an owner, whose destructor must not be a cancellation point.
+void CloseStream(DIR* stream) {
+    const CancellationDisabled disabled;
+    ::closedir(stream);
+}
+
+using Stream = Owned<DIR, CloseStream>;
 
 bool IsSelfOrParent(const char* name) {
     return std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0;

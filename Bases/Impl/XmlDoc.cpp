@@ -27,6 +27,7 @@
 #include <vector>
 
 #include "Bases/Guid.h"
+#include "Bases/Impl/CancellationDisabled.h"
 #include "Bases/Impl/Owned.h"
 #include "Bases/Impl/Utf8.h"
 #include "Bases/String.h"
@@ -53,6 +54,12 @@ const std::size_t kDecodeGrowth = 10;  // What a text may grow by, in bytes.
 // xmlFree is a variable that hosts may set, so it is read at each call.
 void FreeText(xmlChar* text) { ::xmlFree(text); }
 void CloseConverter(iconv_t converter) { ::iconv_close(converter); }
+
+// Closes the file that was parsed, too, which is a cancellation point.
+void FreeParser(xmlParserCtxt* parser) {
+    const CancellationDisabled disabled;
+    ::xmlFreeParserCtxt(parser);
+}
 
 using Text = Owned<xmlChar, FreeText>;
 using Converter = Owned<std::remove_pointer_t<iconv_t>, CloseConverter>;
@@ -679,7 +686,7 @@ private:
         return found;
     }
 
-    Owned<xmlParserCtxt, ::xmlFreeParserCtxt> context;
+    Owned<xmlParserCtxt, FreeParser> context;
     unsigned long bytes = 0;
 };
 
