@@ -99,7 +99,8 @@ void ResetShiftState(iconv_t converter) {
 }  // namespace
 
 // Which texts a converter gives back byte for byte, so that there is nothing
-// to convert. Every other text goes through it, and is refused where it is.
+// to convert. Every other text goes through it, and is refused where it is. Not
+// in an unnamed namespace, since it is the type of a field of PrivateData.
 enum class Copied { kNone, kAscii, kUtf8 };
 
 namespace {
@@ -174,17 +175,21 @@ Copied CopiedBy(iconv_t converter, const char* encoding) {
 // Where memory runs out, libxml2 may answer as if it had not: an empty text is
 // written, or a tree lacks a part. What it remembers of its last error tells.
 
-// Of this thread. Finding it takes as long as a short write, so that a write
-// does it once, and not by xmlGetLastError before and after.
-const xmlError& LastError() {
+// That of this thread, whose place does not change. From libxml2 2.12 on, null
+// while there is none.
+const xmlError* LastError() {
 #if LIBXML_VERSION < 21200
-    return xmlLastError;
-#else  // Deprecates that, and answers a constant.
-    return *::xmlGetLastError();
+    return &xmlLastError;
+#else  // Deprecates that variable.
+    return ::xmlGetLastError();
 #endif
 }
 
-bool RanOutOfMemory() { return LastError().code == XML_ERR_NO_MEMORY; }
+bool IsOfMemory(const xmlError* error) {
+    return error != nullptr && error->code == XML_ERR_NO_MEMORY;
+}
+
+bool RanOutOfMemory() { return IsOfMemory(LastError()); }
 
 // Before a call after which RanOutOfMemory is asked. Other errors stay.
 void ForgetMemoryError() {
@@ -194,18 +199,17 @@ void ForgetMemoryError() {
 }
 
 // The answer of a write: libxml2's, but a text that could not be converted is
-// a failure also where libxml2 takes a null pointer for an empty text.
+// a failure also where libxml2 takes a null pointer for an empty text. The last
+// error is found once, where there is one: that takes as long as a short write.
 template <typename Write, typename... Texts>
 int Written(Write write, const Texts&... texts) {
-    const xmlError& error = LastError();
-    if (error.code == XML_ERR_NO_MEMORY) {
+    const xmlError* const error = LastError();
+    if (IsOfMemory(error)) {
         ::xmlResetLastError();
     }
     const int result = write();
-    return result >= 0 && error.code != XML_ERR_NO_MEMORY &&
-                   (... && (texts.Get() != nullptr))
-               ? 1
-               : 0;
+    const bool ranOut = IsOfMemory(error != nullptr ? error : LastError());
+    return result >= 0 && !ranOut && (... && (texts.Get() != nullptr)) ? 1 : 0;
 }
 
 // What atoi and atof answer, also where the number is out of their range and
