@@ -24,6 +24,12 @@ void CloseStream(DIR* stream) {
 
 using Stream = Owned<DIR, CloseStream>;
 
+dirent* ReadNext(DIR* stream) {
+    // cppcheck-suppress readdirCalled ; nobody else has the stream
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): nobody else has it.
+    return ::readdir(stream);
+}
+
 bool IsSelfOrParent(const char* name) {
     return std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0;
 }
@@ -50,7 +56,7 @@ long long Milliseconds(const timespec& time) {
 
 struct [[gnu::visibility("hidden")]] FileFind::Entry {
     dirent* entry;     // The one that readdir gave last; the stream owns it.
-    struct stat info;  // Its status.
+    struct stat info;  // Of the last entry whose status could be read.
     std::string path;  // The directory, as given to FindFirst, and room.
 
     void TakePath(const std::string& directory);
@@ -106,13 +112,9 @@ bool FileFind::FindFirst(const std::string& directory,
         return false;
     }
 
-    // cppcheck-suppress readdirCalled ; nobody else has the stream
-    // NOLINTNEXTLINE(concurrency-mt-unsafe): nobody else has it.
-    dirent* entry = ::readdir(stream.get());
+    dirent* entry = ReadNext(stream.get());
     while (entry != nullptr && IsSelfOrParent(entry->d_name)) {
-        // cppcheck-suppress readdirCalled ; nobody else has the stream
-        // NOLINTNEXTLINE(concurrency-mt-unsafe): nobody else has it.
-        entry = ::readdir(stream.get());
+        entry = ReadNext(stream.get());
     }
     current->entry = entry;
     current->TakePath(directory);
@@ -128,9 +130,7 @@ bool FileFind::FindNext() {
     if (dir == nullptr || current == nullptr) {
         return false;
     }
-    // cppcheck-suppress readdirCalled ; nobody else has the stream
-    // NOLINTNEXTLINE(concurrency-mt-unsafe): nobody else has it.
-    dirent* const entry = ::readdir(static_cast<DIR*>(dir));
+    dirent* const entry = ReadNext(static_cast<DIR*>(dir));
     if (entry == nullptr) {
         return false;
     }
