@@ -55,6 +55,13 @@ const std::size_t kDecodeGrowth = 10;  // What a text may grow by, in bytes.
 void FreeText(xmlChar* text) { ::xmlFree(text); }
 void CloseConverter(iconv_t converter) { ::iconv_close(converter); }
 
+// Closes what is open, and leaves null.
+void CloseIfOpen(iconv_t& converter) {
+    if (converter != nullptr) {
+        CloseConverter(std::exchange(converter, nullptr));
+    }
+}
+
 // Closes the file that was parsed, too, which is a cancellation point.
 void FreeParser(xmlParserCtxt* parser) {
     const CancellationDisabled disabled;
@@ -390,10 +397,7 @@ int XmlWriter::EndDocument() {
             Written([&] { return ::xmlTextWriterEndDocument(data->writer); });
         data->FreeWriter();
     }
-    if (data->converter != nullptr) {
-        ::iconv_close(data->converter);
-        data->converter = nullptr;
-    }
+    CloseIfOpen(data->converter);
     return result;
 }
 
@@ -407,10 +411,7 @@ void XmlWriter::Close() {
         }
         data->buffer = nullptr;
     }
-    if (data->converter != nullptr) {
-        ::iconv_close(data->converter);
-        data->converter = nullptr;
-    }
+    CloseIfOpen(data->converter);
 }
 
 int XmlWriter::BeginElement(const std::string& name) {
@@ -799,10 +800,7 @@ void XmlReader::Close() {
         ::xmlFreeDoc(data->document);
         data->document = nullptr;
     }
-    if (data->converter != nullptr) {
-        ::iconv_close(data->converter);
-        data->converter = nullptr;
-    }
+    CloseIfOpen(data->converter);
     data->room->clear();
 }
 
