@@ -26,7 +26,8 @@ bool IsLetter(char byte) { return kIsLetter[static_cast<unsigned char>(byte)]; }
 // What the text of a field takes at most: a sign and five digits.
 const std::size_t kLongestField = 6;
 
-// Writes a number from 0 on with as many characters, or more, as are asked for.
+// Writes a number from 0 on with at least `width` characters; answers where it
+// ends. Out of line, since few numbers come here.
 [[gnu::noinline]] char* WriteDigits(char* to, int number, std::size_t width) {
     char digits[5];  // Of 16 bits.
     char* const end = digits + sizeof digits;
@@ -87,8 +88,9 @@ int FractionOf(const SysTime& st, std::size_t digits) {
     return st.milliseconds / (digits == 1 ? 100 : digits == 2 ? 10 : 1);
 }
 
-// Writes what `length` letters of one kind stand for and answers where it ends;
-// null where they stand for nothing.
+// Writes what a run of `length` letters of one kind stands for, maybe nothing,
+// and answers where it ends; null for a run that is no token. Inline, since it
+// is most of what its callers do.
 [[gnu::always_inline]] inline char* WriteField(char* to, char letter,
                                                std::size_t length,
                                                const SysTime& st) {

@@ -13,7 +13,7 @@ namespace Novu {
 
 // Processes
 
-// None is another where it passes as an unsigned int.
+// As an unsigned int, no process has the number of another.
 static_assert(sizeof(pid_t) == sizeof(unsigned int));
 
 bool IsExistProcess(unsigned int pid) {

@@ -1,4 +1,5 @@
-// ProgramDirectory: where the platforms differ about Bases/Module.h.
+// ProgramDirectory (private): where the platforms differ about Bases/Module.h.
+// A port defines it.
 
 #ifndef NOVU_BASES_IMPL_PROGRAMDIRECTORY_H_
 #define NOVU_BASES_IMPL_PROGRAMDIRECTORY_H_
@@ -7,7 +8,8 @@ namespace Novu {
 
 /// Writes the directory of the running program, terminated, into `buf`, which
 /// has room for `size` bytes, at least 1. False where the platform does not say
-/// or the room does not suffice.
+/// or the room does not suffice; what `buf` holds then is the platform's
+/// business.
 bool ProgramDirectory(char* buf, unsigned long size);
 
 }  // namespace Novu
