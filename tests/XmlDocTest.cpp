@@ -2401,122 +2401,6 @@ std::size_t Replacing(char** in, std::size_t* inLeft, char** out,
     return 1;
 }
 
-TEST_F(XmlReaderTest, AReplacedCharacterIsNoFailure) {
-    ConvertingProbe seen;
-    seen.convert = Replacing;
-    EXPECT_EQ("<a>b</a>", Written([](XmlWriter& w) {
-                  EXPECT_EQ(1, w.WriteElement("a", "b"));
-              }));
-    LoadedReader reader("<a>b</a>");
-    std::string text = "junk";
-    EXPECT_EQ(1, reader.GetEntity(reader.Root(), text));
-    EXPECT_EQ("b", text);
-    reader.Close();
-}
-
-// The converter's whole room is looked at for the end of a text.
-TEST_F(XmlReaderTest, WithoutATerminatorTheTextBeforeShowsBehind) {
-    ConvertingProbe seen;
-    LoadedReader reader("<a><b>" + std::string(100, 'b') + "</b><c>c</c></a>");
-    Element* const first = reader.ChildElement(reader.Root(), nullptr);
-    Element* const second = reader.NextElement(first, nullptr);
-    std::string text;
-    EXPECT_EQ(1, reader.GetEntity(first, text));
-    EXPECT_EQ(std::string(100, 'b'), text);
-    seen.convert = [](char** /*in*/, std::size_t* inLeft, char** out,
-                      std::size_t* outLeft) {
-        std::memset(*out, 'o', *outLeft);
-        *out += *outLeft;
-        *inLeft = *outLeft = 0;
-        return std::size_t{0};
-    };
-    EXPECT_EQ(1, reader.GetEntity(second, text));
-    EXPECT_EQ(std::string(11, 'o') + std::string(89, 'b'), text);
-    reader.Close();
-}
-
-// [xml-20]
-TEST_F(XmlReaderTest, ElementsNestTo256) {
-    for (const auto& [depth, answer] :
-         {std::pair{1UL, 1}, std::pair{256UL, 1}, std::pair{300UL, 0}}) {
-        std::string body;
-        for (std::size_t level = 0; level < depth; ++level) {
-            body += "<a>";
-        }
-        for (std::size_t level = 0; level < depth; ++level) {
-            body += "</a>";
-        }
-        XmlReader reader;
-        EXPECT_EQ(answer, Load(reader, Declared(body))) << depth;
-    }
-}
-
-// [xml-20]
-TEST_F(XmlReaderTest, EntitiesOfADtdAreReferredToTenThousandTimes) {
-    for (const auto& [references, answer] :
-         {std::pair{9'900, 1}, std::pair{10'100, 0}}) {
-        std::string dtd = "<!DOCTYPE a [<!ENTITY % p ''>";
-        for (int n = 0; n < references; ++n) {
-            dtd += "%p;";
-        }
-        XmlReader reader;
-        EXPECT_EQ(answer, Load(reader, Declared(dtd + "]><a/>"))) << references;
-    }
-}
-
-// [xml-20]
-TEST_F(XmlReaderTest, NamesAndTextsHaveALimit) {
-    const std::string name(49000, 'n');
-    const std::string longName(51000, 'n');
-    std::string text;
-    while (text.size() < 9'900'000) {
-        text += std::string(100'000, 't');
-    }
-    const std::string longText = text + std::string(200'000, 't');
-    const struct {
-        int line;
-        std::string body;
-        int fromMemory;
-        int fromFile;
-    } cases[] = {
-        {__LINE__, "<" + name + "/>", 1, 1},
-        {__LINE__, "<" + longName + "/>", 0, 0},
-        {__LINE__, "<a b='" + text + "'/>", 1, 1},
-        {__LINE__, "<a b='" + longText + "'/>", 0, 0},
-        {__LINE__, "<a>" + text + "</a>", 1, 1},
-        {__LINE__, "<a>" + longText + "</a>", 1, 0},
-    };
-    const TempDir temp;
-    for (const auto& row : cases) {
-        SCOPED_TRACE(testing::Message() << "row at line " << row.line);
-        const std::string document = Declared(row.body);
-        XmlReader memory;
-        EXPECT_EQ(row.fromMemory, Load(memory, document));
-        XmlReader file;
-        EXPECT_EQ(row.fromFile, file.Load(temp.Write("a.xml", document)));
-    }
-}
-
-// [xml-1] The tree is UTF-8, and is read as if it were UTF-16.
-TEST_F(XmlReaderTest, ADocumentInUtf16LoadsAndHardlyReads) {
-    std::string document = "\xff\xfe";
-    for (const char c : std::string("<?xml version='1.0' encoding='UTF-16LE'?>"
-                                    "<a b='cd'>e</a>")) {
-        document += c;
-        document += '\0';
-    }
-    XmlReader reader;
-    ASSERT_EQ(1, Load(reader, document));
-    Element* const root = reader.GetRootElement();
-    ASSERT_NE(nullptr, root);
-    EXPECT_EQ("a", NameOf(reader, root));
-    std::string name = "junk";
-    std::string value = "junk";
-    EXPECT_EQ(0,
-              reader.GetAttribute(reader.GetFirstAttribute(root), name, value));
-    EXPECT_EQ("junk", value);
-}
-
 // Reader: layout
 
 // The table pointer, the private data.
@@ -2886,6 +2770,68 @@ TEST_F(XmlReaderTest, AReaderServesOneDocumentAfterAnother) {
     }
 }
 
+// [xml-20]
+TEST_F(XmlReaderTest, ElementsNestTo256) {
+    for (const auto& [depth, answer] :
+         {std::pair{1UL, 1}, std::pair{256UL, 1}, std::pair{300UL, 0}}) {
+        std::string body;
+        for (std::size_t level = 0; level < depth; ++level) {
+            body += "<a>";
+        }
+        for (std::size_t level = 0; level < depth; ++level) {
+            body += "</a>";
+        }
+        XmlReader reader;
+        EXPECT_EQ(answer, Load(reader, Declared(body))) << depth;
+    }
+}
+
+// [xml-20]
+TEST_F(XmlReaderTest, EntitiesOfADtdAreReferredToTenThousandTimes) {
+    for (const auto& [references, answer] :
+         {std::pair{9'900, 1}, std::pair{10'100, 0}}) {
+        std::string dtd = "<!DOCTYPE a [<!ENTITY % p ''>";
+        for (int n = 0; n < references; ++n) {
+            dtd += "%p;";
+        }
+        XmlReader reader;
+        EXPECT_EQ(answer, Load(reader, Declared(dtd + "]><a/>"))) << references;
+    }
+}
+
+// [xml-20]
+TEST_F(XmlReaderTest, NamesAndTextsHaveALimit) {
+    const std::string name(49000, 'n');
+    const std::string longName(51000, 'n');
+    std::string text;
+    while (text.size() < 9'900'000) {
+        text += std::string(100'000, 't');
+    }
+    const std::string longText = text + std::string(200'000, 't');
+    const struct {
+        int line;
+        std::string body;
+        int fromMemory;
+        int fromFile;
+    } cases[] = {
+        {__LINE__, "<" + name + "/>", 1, 1},
+        {__LINE__, "<" + longName + "/>", 0, 0},
+        {__LINE__, "<a b='" + text + "'/>", 1, 1},
+        {__LINE__, "<a b='" + longText + "'/>", 0, 0},
+        {__LINE__, "<a>" + text + "</a>", 1, 1},
+        {__LINE__, "<a>" + longText + "</a>", 1, 0},
+    };
+    const TempDir temp;
+    for (const auto& row : cases) {
+        SCOPED_TRACE(testing::Message() << "row at line " << row.line);
+        const std::string document = Declared(row.body);
+        XmlReader memory;
+        EXPECT_EQ(row.fromMemory, Load(memory, document));
+        XmlReader file;
+        EXPECT_EQ(row.fromFile, file.Load(temp.Write("a.xml", document)));
+    }
+}
+
 // Reader: conversion
 
 TEST_F(XmlReaderTest, AConverterLeadsToCharOrElseToTheLocalesCharacterSet) {
@@ -3013,6 +2959,27 @@ TEST_F(XmlReaderTest, AConvertedTextEndsAtTheFirstZeroOfTheRoom) {
     EXPECT_EQ("Next", text);
 }
 
+// The converter's whole room is looked at for the end of a text.
+TEST_F(XmlReaderTest, WithoutATerminatorTheTextBeforeShowsBehind) {
+    ConvertingProbe seen;
+    LoadedReader reader("<a><b>" + std::string(100, 'b') + "</b><c>c</c></a>");
+    Element* const first = reader.ChildElement(reader.Root(), nullptr);
+    Element* const second = reader.NextElement(first, nullptr);
+    std::string text;
+    EXPECT_EQ(1, reader.GetEntity(first, text));
+    EXPECT_EQ(std::string(100, 'b'), text);
+    seen.convert = [](char** /*in*/, std::size_t* inLeft, char** out,
+                      std::size_t* outLeft) {
+        std::memset(*out, 'o', *outLeft);
+        *out += *outLeft;
+        *inLeft = *outLeft = 0;
+        return std::size_t{0};
+    };
+    EXPECT_EQ(1, reader.GetEntity(second, text));
+    EXPECT_EQ(std::string(11, 'o') + std::string(89, 'b'), text);
+    reader.Close();
+}
+
 TEST_F(XmlReaderTest, EachConversionStartsAnew) {
     XmlReader reader;
     ASSERT_EQ(1, Load(reader, DeclaredAs("ISO-2022-JP", "<ab><cd/></ab>")));
@@ -3027,6 +2994,19 @@ TEST_F(XmlReaderTest, EachConversionStartsAnew) {
     EXPECT_EQ(1, reader.GetEntity(root, text));
     EXPECT_EQ("\xe3\x81\x82", text);
     EXPECT_EQ("ab", NameOf(reader, root));
+}
+
+TEST_F(XmlReaderTest, AReplacedCharacterIsNoFailure) {
+    ConvertingProbe seen;
+    seen.convert = Replacing;
+    EXPECT_EQ("<a>b</a>", Written([](XmlWriter& w) {
+                  EXPECT_EQ(1, w.WriteElement("a", "b"));
+              }));
+    LoadedReader reader("<a>b</a>");
+    std::string text = "junk";
+    EXPECT_EQ(1, reader.GetEntity(reader.Root(), text));
+    EXPECT_EQ("b", text);
+    reader.Close();
 }
 
 TEST_F(XmlReaderTest, WhatCannotBeConvertedLeavesTheOutputs) {
@@ -3152,6 +3132,26 @@ TEST_F(XmlReaderTest, NonAsciiTextMeetsTwoConversionsInAnotherEncoding) {
     EXPECT_EQ(1, Load(reader, DeclaredAs("EUC-KR", "<a>\xc7\xd1</a>")));
     EXPECT_EQ(0, reader.GetEntity(reader.GetRootElement(), text));
     EXPECT_EQ("junk", text);
+}
+
+// [xml-1] The tree is UTF-8, and is read as if it were UTF-16.
+TEST_F(XmlReaderTest, ADocumentInUtf16LoadsAndHardlyReads) {
+    std::string document = "\xff\xfe";
+    for (const char c : std::string("<?xml version='1.0' encoding='UTF-16LE'?>"
+                                    "<a b='cd'>e</a>")) {
+        document += c;
+        document += '\0';
+    }
+    XmlReader reader;
+    ASSERT_EQ(1, Load(reader, document));
+    Element* const root = reader.GetRootElement();
+    ASSERT_NE(nullptr, root);
+    EXPECT_EQ("a", NameOf(reader, root));
+    std::string name = "junk";
+    std::string value = "junk";
+    EXPECT_EQ(0,
+              reader.GetAttribute(reader.GetFirstAttribute(root), name, value));
+    EXPECT_EQ("junk", value);
 }
 
 // [xml-1]
@@ -4127,24 +4127,7 @@ std::string RandomText(std::mt19937& random, std::size_t length) {
         const auto& range = ranges[random() % std::size(ranges)];
         const unsigned long point =
             range.first + random() % (range.last - range.first + 1);
-        const auto add = [&](unsigned long byte) {
-            text += static_cast<char>(static_cast<unsigned char>(byte));
-        };
-        if (point < 0x80) {
-            add(point);
-            continue;
-        }
-        if (point < 0x800) {
-            add(0xC0 | point >> 6);
-        } else if (point < 0x10000) {
-            add(0xE0 | point >> 12);
-            add(0x80 | (point >> 6 & 0x3F));
-        } else {
-            add(0xF0 | point >> 18);
-            add(0x80 | (point >> 12 & 0x3F));
-            add(0x80 | (point >> 6 & 0x3F));
-        }
-        add(0x80 | (point & 0x3F));
+        text += Utf8Of(point);
     }
     return text;
 }
