@@ -17,8 +17,6 @@
 #include <cerrno>
 #include <climits>
 #include <cstring>
-#include <filesystem>
-#include <iterator>
 #include <map>
 #include <set>
 #include <string>
@@ -28,6 +26,7 @@
 #include <vector>
 
 #include "tests/support/Allocation.h"
+#include "tests/support/Descriptors.h"
 #include "tests/support/NextSymbol.h"
 #include "tests/support/TempDir.h"
 #include "tests/support/VirtualSlots.h"
@@ -121,6 +120,7 @@ namespace {
 
 using Novu::FileFind;
 using Novu::GetFileInfo;
+using NovuTest::OpenDescriptors;
 using NovuTest::TempDir;
 using Names = std::vector<std::string>;
 
@@ -156,11 +156,6 @@ ScriptedEntry File(const char* name) {
 }
 
 ScriptedEntry WithoutStatus(const char* name) { return {name, false, {}}; }
-
-// Of this process, the one that counts them included.
-std::ptrdiff_t OpenDescriptors() {
-    return std::distance(std::filesystem::directory_iterator("/dev/fd"), {});
-}
 
 // Nothing is open: every query answers its zero.
 void ExpectIdle(FileFind& find) {
@@ -257,7 +252,7 @@ TEST(FileFindTest, TheDestructorClosesTheStream) {
 TEST(FileFindTest, DeletingThroughAPointerReleasesEverything) {
     const TempDir temp;
     temp.Write("a", "");
-    const std::ptrdiff_t descriptors = OpenDescriptors();
+    const std::vector<int> descriptors = OpenDescriptors();
     const NovuTest::AllocationLedger ledger;
     auto* const find = new FileFind();
     EXPECT_TRUE(find->FindFirst(temp.Path(), ""));
@@ -693,7 +688,7 @@ TEST(FileFindTest, FailingMemoryPassesAndLeavesItIdle) {
     const TempDir temp;
     temp.Write(std::string(100, 'n'), "");
     const std::string path = temp.Path() + std::string(100, '/');
-    const std::ptrdiff_t descriptors = OpenDescriptors();
+    const std::vector<int> descriptors = OpenDescriptors();
     FileFind find;
     const unsigned long allocations = NovuTest::FailEachAllocation(
         [&] { EXPECT_TRUE(find.FindFirst(path, "")); },
@@ -709,7 +704,7 @@ TEST(FileFindTest, FailingMemoryInTheConstructorLeaksNothing) {
     const TempDir temp;
     temp.Write(std::string(100, 'n'), "");
     const std::string path = temp.Path() + std::string(100, '/');
-    const std::ptrdiff_t descriptors = OpenDescriptors();
+    const std::vector<int> descriptors = OpenDescriptors();
     const NovuTest::AllocationLedger ledger;
     const unsigned long allocations =
         NovuTest::FailEachAllocation([&] { const FileFind find(path, ""); },

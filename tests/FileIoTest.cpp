@@ -32,6 +32,7 @@
 #include "tests/support/Descriptors.h"
 #include "tests/support/FileCalls.h"
 #include "tests/support/NextSymbol.h"
+#include "tests/support/ObjectBytes.h"
 #include "tests/support/SystemCalls.h"
 #include "tests/support/TempDir.h"
 #include "tests/support/Umask.h"
@@ -56,10 +57,12 @@ using Novu::FileIo;
 using NovuTest::AsUser;
 using NovuTest::ContentOf;
 using NovuTest::Fails;
+using NovuTest::FieldAt;
 using NovuTest::Log;
 using NovuTest::OpenDescriptors;
 using NovuTest::Outcome;
 using NovuTest::Reply;
+using NovuTest::SetFieldAt;
 using NovuTest::SystemCalls;
 using NovuTest::TempDir;
 using NovuTest::Umask;
@@ -107,24 +110,10 @@ static_assert(
 static_assert(std::is_void_v<decltype(std::declval<FileIo&>().GetPath(
                   std::declval<std::string&>()))>);
 
-char* Bytes(FileIo& io) { return reinterpret_cast<char*>(&io); }
-
-template <typename Value>
-Value FieldAt(FileIo& io, std::size_t offset) {
-    Value value{};
-    std::memcpy(&value, Bytes(io) + offset, sizeof value);
-    return value;
-}
-
-template <typename Value>
-void SetFieldAt(FileIo& io, std::size_t offset, Value value) {
-    std::memcpy(Bytes(io) + offset, &value, sizeof value);
-}
-
-int DescriptorOf(FileIo& io) { return FieldAt<int>(io, kDescriptorAt); }
+int DescriptorOf(const FileIo& io) { return FieldAt<int>(&io, kDescriptorAt); }
 
 std::string& PathOf(FileIo& io) {
-    return *reinterpret_cast<std::string*>(Bytes(io) + kPathAt);
+    return NovuTest::PartAt<std::string>(&io, kPathAt);
 }
 
 // Opens `io` on the descriptor `fd`, which is made up.
@@ -161,7 +150,7 @@ TEST_F(FileIoTest, ANewOneIsClosed) {
         FileIo io;
         EXPECT_FALSE(io.IsOpened());
         EXPECT_EQ("", io.GetPath());
-        EXPECT_EQ(-1, FieldAt<long long>(io, kPositionAt));
+        EXPECT_EQ(-1, FieldAt<long long>(&io, kPositionAt));
         EXPECT_EQ(-1, DescriptorOf(io));
         EXPECT_EQ("", PathOf(io));
     }
@@ -181,14 +170,14 @@ TEST_F(FileIoTest, TheFieldsStandInTheirOrder) {
     SystemCalls calls;
     FileIo io;
     OpenInvented(calls, io, 43);
-    EXPECT_EQ(-1, FieldAt<long long>(io, kPositionAt));
+    EXPECT_EQ(-1, FieldAt<long long>(&io, kPositionAt));
     io.Close();
-    EXPECT_EQ(-1, FieldAt<long long>(io, kPositionAt));
+    EXPECT_EQ(-1, FieldAt<long long>(&io, kPositionAt));
     EXPECT_EQ(-1, DescriptorOf(io));
 
-    SetFieldAt(io, kPositionAt, 77LL);
+    SetFieldAt(&io, kPositionAt, 77LL);
     EXPECT_EQ(77, io.Seek(0, 0)) << "the answer while closed";
-    SetFieldAt(io, kPositionAt, -1LL);
+    SetFieldAt(&io, kPositionAt, -1LL);
 }
 
 TEST_F(FileIoTest, AnyOtherDescriptorCountsAsOpen) {
@@ -196,7 +185,7 @@ TEST_F(FileIoTest, AnyOtherDescriptorCountsAsOpen) {
     calls.Always("close", {0});
     FileIo io;
     for (const int fd : {0, 1, INT_MAX, -2, INT_MIN}) {
-        SetFieldAt(io, kDescriptorAt, fd);
+        SetFieldAt(&io, kDescriptorAt, fd);
         EXPECT_TRUE(io.IsOpened()) << fd;
         io.Close();
         EXPECT_EQ(Log{"close " + std::to_string(fd)}, calls.Take());
@@ -216,7 +205,7 @@ TEST_F(FileIoTest, ThePathIsCopiedOutAndClearedByClose) {
         io.GetPath(out);
         EXPECT_EQ(std::string(100, 'x'), out);
         if (opened) {
-            SetFieldAt(io, kDescriptorAt, 41);
+            SetFieldAt(&io, kDescriptorAt, 41);
         }
         io.Close();
         EXPECT_EQ("", PathOf(io));
