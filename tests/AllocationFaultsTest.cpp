@@ -98,8 +98,7 @@ int points = 0;  // Allocations that have failed.
 template <typename Subject>
 struct Operation {
     int line;
-    const char*
-        name;  // As exported; the namespace and the allocators left out.
+    const char* name;  // As exported, less the namespace and the allocators.
     void (*run)(Subject& subject);
     std::string shown;     // What the subject shows when it is done.
     std::size_t left = 0;  // Blocks that another thread releases.

@@ -132,8 +132,8 @@ TEST_F(BasesTest, InitInstallsTheEnvironmentsLocaleForCAndCpp) {
     EXPECT_STREQ("C", std::setlocale(LC_ALL, nullptr));
 }
 
-TEST_F(BasesTest, TheEnvironmentSpeaksByEveryVariable) {
-    for (const char* const name : {"LC_ALL", "LANG"}) {
+TEST_F(BasesTest, EveryKindOfVariableNamesALocale) {
+    for (const char* const name : {"LC_ALL", "LC_CTYPE", "LANG"}) {
         ::setenv(name, "C.utf8", 1);
         EXPECT_EQ(1, Novu::BasesInit()) << name;
         EXPECT_EQ(std::locale("").name(), std::locale().name()) << name;

@@ -66,7 +66,7 @@ const std::array<Number, 13> kBadMonths = {
     ULONG_MAX,
 };
 
-// None of them is a day of any month; the same of cut ones.
+// None of them is a day of any month; some are when cut to fewer bits.
 const std::array<Number, 9> kBadDays = {
     32,
     100,

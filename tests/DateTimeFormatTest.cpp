@@ -204,12 +204,10 @@ String Formatted(const String& pattern, const SysTime& st) {
 }
 
 SysTime RandomRecord(std::mt19937_64& random) {
-    SysTime st{};
     const auto field = [&random] {
         return static_cast<short>(random() >> (48 + random() % 16));
     };
-    st = At(field(), field(), field(), field(), field(), field(), field());
-    return st;
+    return At(field(), field(), field(), field(), field(), field(), field());
 }
 
 // Tokens

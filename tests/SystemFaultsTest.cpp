@@ -539,9 +539,6 @@ void Walk(const std::vector<Row>& rows) {
             std::string answer;
             std::string again = row.done;
             words >> function >> answer >> again;
-            if (again.empty()) {
-                again = row.done;
-            }
             listed.push_back(function);
             for (const int error : kErrors.at(function)) {
                 SCOPED_TRACE(testing::Message() << "call " << at + 1 << ", "
@@ -577,7 +574,7 @@ TEST_F(SystemFaultsTest, FileIo) {
          [](Subject& s) { return Text(s.OpenIo(1)); },
          "0",
          {"open 0", "open 0"}},
-        // [fileio-3]: what was open is closed first.
+        // What was open is closed first.
         {__LINE__,
          opened,
          [](Subject& s) { return Text(s.OpenIo(4)); },

@@ -327,7 +327,8 @@ std::time_t MadeOf(const SysTime& st) {
     return std::mktime(&fields);
 }
 
-long long Product(std::time_t seconds, long long milliseconds) {
+// Wraps where 64 bits do not suffice.
+long long JoinedTime(std::time_t seconds, long long milliseconds) {
     return static_cast<long long>(
         static_cast<unsigned long long>(seconds) * 1000 +
         static_cast<unsigned long long>(milliseconds));
@@ -523,13 +524,13 @@ TEST(TimeTest, ConversionsAreThoseOfTheSystem) {
             const std::time_t fromUtc = std::mktime(&utc);
             long long out = kJunk;
             ASSERT_EQ(fromUtc >= 0, Novu::LocalTimeToTime(t, out)) << where();
-            ASSERT_EQ(fromUtc >= 0 ? Product(fromUtc, t % 1000) : kJunk, out)
+            ASSERT_EQ(fromUtc >= 0 ? JoinedTime(fromUtc, t % 1000) : kJunk, out)
                 << where();
 
             const std::time_t fromLocal = std::mktime(&local);
             out = kJunk;
             ASSERT_EQ(fromLocal >= 0, Novu::TimeToLocalTime(t, out)) << where();
-            ASSERT_EQ(fromLocal >= 0 ? Product(fromLocal, t % 1000) : kJunk,
+            ASSERT_EQ(fromLocal >= 0 ? JoinedTime(fromLocal, t % 1000) : kJunk,
                       out)
                 << where();
         }
@@ -788,7 +789,7 @@ TEST(TimeTest, RecordsOfAnyFieldsAreThoseOfMktimeInEveryZone) {
             ASSERT_EQ(seconds >= 0, Novu::SysTimeToTime(Of(fields), t))
                 << "seed " << seed << ": " << testing::PrintToString(fields)
                 << " in " << zone.name;
-            ASSERT_EQ(seconds >= 0 ? Product(seconds, fields[7]) : kJunk, t)
+            ASSERT_EQ(seconds >= 0 ? JoinedTime(seconds, fields[7]) : kJunk, t)
                 << "seed " << seed << ": " << testing::PrintToString(fields)
                 << " in " << zone.name;
         }
