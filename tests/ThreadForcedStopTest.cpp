@@ -788,6 +788,7 @@ TEST_F(ThreadForcedStopTest, DoesNotComeToWhatACallCloses) {
             Novu::FileFind find;
             EXPECT_FALSE(find.FindFirst(empty, ""));
         },
+        [&] { const Novu::FileFind found(temp.Path(), ""); },
         [&] {
             Novu::FileIo file;
             EXPECT_TRUE(file.Open(document, 0x80000000, 3, 4));

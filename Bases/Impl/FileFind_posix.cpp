@@ -16,7 +16,7 @@ namespace Novu {
 
 namespace {
 
-// For an owner, whose destructor must not be a cancellation point.
+// No cancellation point, since destructors come here.
 void CloseStream(DIR* stream) {
     const CancellationDisabled disabled;
     ::closedir(stream);
@@ -92,7 +92,6 @@ FileFind::FileFind(const std::string& directory, const std::string& pattern)
 }
 
 FileFind::~FileFind() {
-    const CancellationDisabled disabled;
     FindClose();
     delete current;
 }
@@ -140,7 +139,7 @@ bool FileFind::FindNext() {
 
 void FileFind::FindClose() {
     if (dir != nullptr) {
-        ::closedir(static_cast<DIR*>(dir));
+        CloseStream(static_cast<DIR*>(dir));
         dir = nullptr;
     }
 }
