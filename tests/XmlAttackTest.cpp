@@ -7,7 +7,7 @@
 // work. Stand-ins of the C library note what is touched meanwhile, "network" or
 // the path of a file; no call gets through to the network. Memory is counted in
 // the blocks of libxml2, the only ones that a document can multiply. Trees are
-// written as in "a[k=v]'text'(b c(d))".
+// those of tests/support/XmlTree.h: "a[k=v]'text'(b c(d))".
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -38,6 +38,7 @@
 #include "Bases/XmlDoc.h"
 #include "tests/support/NextSymbol.h"
 #include "tests/support/TempDir.h"
+#include "tests/support/XmlTree.h"
 
 namespace {
 
@@ -211,28 +212,6 @@ struct Outcome {
     std::size_t room = 0;  // That libxml2 took.
 };
 
-std::string Tree(XmlReader& reader, XmlReader::Element* element) {
-    std::string tree;
-    EXPECT_EQ(1, reader.GetElement(element, tree));
-    for (auto* each = reader.GetFirstAttribute(element); each != nullptr;
-         each = reader.NextAttribute(each)) {
-        std::string name;
-        std::string value;
-        EXPECT_EQ(1, reader.GetAttribute(each, name, value));
-        tree += "[" + name + "=" + value + "]";
-    }
-    std::string text;
-    if (reader.GetEntity(element, text) == 1) {
-        tree += "'" + text + "'";
-    }
-    std::string below;
-    for (auto* each = reader.ChildElement(element, nullptr); each != nullptr;
-         each = reader.NextElement(each, nullptr)) {
-        below += (below.empty() ? "" : " ") + Tree(reader, each);
-    }
-    return below.empty() ? tree : tree + "(" + below + ")";
-}
-
 using Loading = std::function<int(XmlReader&)>;
 
 Outcome LoadHere(const Loading& load, bool wantsTree) {
@@ -244,8 +223,8 @@ Outcome LoadHere(const Loading& load, bool wantsTree) {
     taken = mostTaken = 0;
     touched = &outcome.touched;
     outcome.answer = load(reader);
-    if (wantsTree && reader.GetRootElement() != nullptr) {
-        outcome.tree = Tree(reader, reader.GetRootElement());
+    if (wantsTree) {
+        outcome.tree = NovuTest::Tree(reader);
     }
     touched = nullptr;
     outcome.room = mostTaken;

@@ -50,6 +50,7 @@
 #include "tests/support/NextSymbol.h"
 #include "tests/support/ObjectBytes.h"
 #include "tests/support/TempDir.h"
+#include "tests/support/XmlTree.h"
 
 namespace {
 
@@ -474,8 +475,10 @@ using Novu::XmlReader;
 using Novu::XmlWriter;
 using NovuTest::ContentOf;
 using NovuTest::GlobalLocale;
+using NovuTest::NameOf;
 using NovuTest::Slot;
 using NovuTest::TempDir;
+using NovuTest::Tree;
 
 // In UTF-8.
 const char* const kE = "\xc3\xa9";        // U+00E9, a letter of Latin-1.
@@ -2320,48 +2323,6 @@ public:
     Element* Root() { return GetRootElement(); }
     Attribute* First() { return GetFirstAttribute(Root()); }
 };
-
-std::string NameOf(XmlReader& reader, Element* element) {
-    std::string name = "junk";
-    EXPECT_EQ(1, reader.GetElement(element, name));
-    return name;
-}
-
-// The element and all below it, as in
-//
-//     a[k=v]'text'(b c(d))
-//
-// where the text is that of GetEntity, if it gives one.
-std::string Tree(XmlReader& reader, Element* element) {
-    std::string tree = NameOf(reader, element);
-    for (Attribute* each = reader.GetFirstAttribute(element); each != nullptr;
-         each = reader.NextAttribute(each)) {
-        std::string name = "junk";
-        std::string value = "junk";
-        EXPECT_EQ(1, reader.GetAttribute(each, name, value));
-        tree += "[" + name + "=" + value + "]";
-    }
-    std::string text = "junk";
-    if (reader.GetEntity(element, text) == 1) {
-        tree += "'" + text + "'";
-    } else {
-        EXPECT_EQ("junk", text);
-    }
-    std::string below;
-    for (Element* each = reader.ChildElement(element, nullptr); each != nullptr;
-         each = reader.NextElement(each, nullptr)) {
-        if (!below.empty()) {
-            below += ' ';
-        }
-        below += Tree(reader, each);
-    }
-    return below.empty() ? tree : tree + "(" + below + ")";
-}
-
-std::string Tree(XmlReader& reader) {
-    Element* const root = reader.GetRootElement();
-    return root != nullptr ? Tree(reader, root) : "none";
-}
 
 // Nothing is loaded.
 void ExpectIsEmpty(XmlReader& reader) {
