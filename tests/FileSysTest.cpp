@@ -33,6 +33,7 @@
 #include "tests/support/AsUser.h"
 #include "tests/support/Descriptors.h"
 #include "tests/support/NextSymbol.h"
+#include "tests/support/Signature.h"
 #include "tests/support/SystemCalls.h"
 #include "tests/support/TempDir.h"
 #include "tests/support/Umask.h"
@@ -159,6 +160,7 @@ namespace {
 using NovuTest::AsUser;
 using NovuTest::ContentOf;
 using NovuTest::Fails;
+using NovuTest::Has;
 using NovuTest::Log;
 using NovuTest::OpenDescriptors;
 using NovuTest::Outcome;
@@ -170,12 +172,8 @@ namespace FileSys = Novu::FileSys;
 namespace fs = std::filesystem;
 using Size = unsigned long long;
 
-// Picks an overload by its type.
-template <typename Signature, Signature&>
-constexpr bool kIsThere = true;
-
-static_assert(kIsThere<bool(const char*), FileSys::IsExistFile>);
-static_assert(kIsThere<bool(const std::string&), FileSys::IsExistFile>);
+static_assert(Has<bool(const char*)>(FileSys::IsExistFile));
+static_assert(Has<bool(const std::string&)>(FileSys::IsExistFile));
 static_assert(
     std::is_same_v<decltype(FileSys::IsDirectory), bool(const std::string&)>);
 static_assert(
@@ -200,10 +198,9 @@ static_assert(std::is_same_v<decltype(FileSys::GetDiskUsedSize),
                              bool(const std::string&, Size&)>);
 static_assert(std::is_same_v<decltype(FileSys::GetDiskFreeSize),
                              bool(const std::string&, Size&)>);
-static_assert(kIsThere<const char*(const std::string&), FileSys::GetFileExt>);
-static_assert(kIsThere<const char*(const char*), FileSys::GetFileExt>);
-static_assert(
-    kIsThere<bool(const std::string&, std::string&), FileSys::GetFileExt>);
+static_assert(Has<const char*(const std::string&)>(FileSys::GetFileExt));
+static_assert(Has<const char*(const char*)>(FileSys::GetFileExt));
+static_assert(Has<bool(const std::string&, std::string&)>(FileSys::GetFileExt));
 static_assert(std::is_same_v<decltype(FileSys::GetRootPath),
                              bool(const std::string&, std::string&)>);
 
