@@ -712,6 +712,24 @@ TEST(SemLinuxTest, ASetBetweenTheLookAndTheSleepIsNotMissed) {
     }
 }
 
+// Also where the generation, which is behind what is left of the initial count,
+// comes round from the largest number to 0.
+TEST(SemLinuxTest, AResetBeforeTheSleepIsNoPost) {
+    for (const std::uint32_t generation : {0U, 0xFFFFFFFEU}) {
+        PlainEvent event(1);
+        NovuSemaphore& semaphore = *event.GetSemaphore();
+        NovuTest::SetFieldAt(const_cast<void*>(ImplementationOf(semaphore)), 24,
+                             generation);
+        EXPECT_EQ(1, event.Set());
+        Futexes calls([&](const timespec* /*until*/) {
+            EXPECT_EQ(1, event.Reset());
+            return ETIMEDOUT;
+        });
+        EXPECT_EQ(0, semaphore.Wait(1000));
+        EXPECT_EQ(1, calls.sleeps);
+    }
+}
+
 // Two threads take turns; a wake-up that is lost stops both.
 TEST(SemLinuxTest, TurnsAreTakenWithoutALoss) {
     const int rounds = 10000;

@@ -26,10 +26,11 @@ struct KernelSemaphore {
     std::atomic<std::uint32_t> sleepers = 0;
 };
 
-/// The posts up to a generation: more after a post (by 2) or a set (by 1, to an
-/// odd one), and not after a reset (by 1, to an even one).
+/// The number of posts and sets that led to a generation, modulo 2^31. A post
+/// raises it by 2, and a set by 1, to an odd one; a reset, by 1 to an even one,
+/// is none of them, also where the generation comes round to 0.
 inline std::uint32_t PostsUpTo(std::uint32_t generation) {
-    return generation / 2 + generation % 2;
+    return (generation + 1) / 2;
 }
 
 /// How a wait ended.
