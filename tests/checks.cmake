@@ -33,6 +33,11 @@ if(Python3_Interpreter_FOUND)
         LABEL check
         COMMAND ${Python3_EXECUTABLE} -B tests/bench_report_test.py
     )
+    novu_check(
+        mutate
+        LABEL check
+        COMMAND ${Python3_EXECUTABLE} -B tests/mutate_test.py
+    )
 endif()
 
 # The programs that the pages show, by what they print

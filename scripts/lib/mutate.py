@@ -3,13 +3,16 @@
 In a copy of the tree, every implementation file is changed in one place at a
 time: a comparison turned, a constant changed by one, a statement dropped, ...
 What depends on the file is built, without optimisation and benchmarks, and the
-test programs concerned run until one fails: those of the service, and of the
-services that build on it by the table of docs/architecture.md. A mutant that no
-program notices survives; one that does not compile counts as none.
+test programs concerned run until one fails: those of the service and of what is
+private to it, and those of the services that build on it by the table of
+docs/architecture.md. A mutant that no program notices survives; one that does
+not compile counts as none.
 
-Not changed: comments, strings, preprocessor lines, assertions, and what this
-system does not build. Each verdict goes into build/mutation/journal.jsonl, so
-that a run which was stopped goes on where it was; --retry runs survivors again.
+Not changed: comments, strings, preprocessor lines, assertions, what this system
+does not build, and the twins for other processors, which no test program has.
+The mutants of a path whose instructions this processor lacks survive, since it
+is never taken. Each verdict goes into build/mutation/journal.jsonl, so that a
+run which was stopped goes on where it was; --retry runs survivors again.
 --sample takes N mutants over all files, by their lines; the same --seed gives
 the same. Survivors that tests/equivalent-mutants.txt explains are listed apart.
 
@@ -361,23 +364,44 @@ def services():
     return rows
 
 
+def suffixes():
+    """Those of systems, of twins for processors, and of instructions."""
+    listed = (TREE / "Bases" / "Impl" / "instruction_sets.txt").read_text()
+    return ["_posix", "_linux", "_mac", "_x86", "_portable",
+            *re.findall(r"^(_\w+) ", listed, re.M)]
+
+
 def stem_of(file):
-    return re.sub(r"(_posix|_linux|_mac)?\.(cpp|h)$", "",
+    return re.sub(rf"({'|'.join(suffixes())})?\.(cpp|h)$", "",
                   pathlib.Path(file).name)
 
 
-def services_touched(file, known):
-    """The services whose sources are, or include, `file`."""
-    stems, touched = [stem_of(file)], []
-    for stem in stems:  # Grows, until nothing private is left to follow.
+def touched_by(file, known):
+    """The services whose sources are, or include, `file`, and the private
+    headers on the way to them. What a source of no service defines is declared
+    in the header of its name, or else in one that it includes."""
+    folder = TREE / "Bases" / "Impl"
+    texts = {path.name: path.read_text() for path in sorted(folder.iterdir())}
+
+    def includers(header):
+        return [name for name, text in texts.items()
+                if f'#include "Bases/Impl/{header}"' in text]
+
+    def headers_of(source):
+        own = f"{stem_of(source)}.h"
+        return [own] if own in texts else re.findall(
+            r'#include "Bases/Impl/(\w+\.h)"', texts[source])
+
+    names, services_found = [pathlib.Path(file).name], []
+    for name in names:  # Grows, until nothing private is left to follow.
+        stem = stem_of(name)
         if stem in known:
-            touched.append(stem)
+            services_found.append(stem)
             continue
-        for other in sorted((TREE / "Bases" / "Impl").iterdir()):
-            if f'#include "Bases/Impl/{stem}.h"' in other.read_text() and \
-                    stem_of(other) not in stems:
-                stems.append(stem_of(other))
-    return touched
+        follow = includers(name) if name.endswith(".h") else headers_of(name)
+        names += [other for other in follow if other not in names]
+    return (list(dict.fromkeys(services_found)),
+            [name for name in names if name.endswith(".h")])
 
 
 def owner_of(program, known):
@@ -387,23 +411,24 @@ def owner_of(program, known):
                default=None)
 
 
-def includes(program, service):
+def includes(program, header):
     name = re.sub(r"(OnMac)?Test$", "Test.cpp", program)
     path = TREE / "tests" / name
-    return path.exists() and f'"Bases/{service}.h"' in path.read_text()
+    return path.exists() and f'"Bases/{header}"' in path.read_text()
 
 
 def programs_for(file, known, programs):
-    """Those of the service first, then others that use it, then those of what
-    builds on it."""
-    touched = services_touched(file, known)
+    """Those of the service first, then those of what is private to it, then
+    others that use it, then those of what builds on it."""
+    touched, headers = touched_by(file, known)
     wanted = list(touched)
     for service in wanted:  # Grows, until nothing builds on the last.
         wanted += [s for s, below in sorted(known.items())
                    if service in below and s not in wanted]
     ordered = (
         [p for s in touched for p in programs if owner_of(p, known) == s]
-        + [p for s in touched for p in programs if includes(p, s)]
+        + [p for h in headers for p in programs if includes(p, f"Impl/{h}")]
+        + [p for s in touched for p in programs if includes(p, f"{s}.h")]
         + [p for s in wanted for p in programs if owner_of(p, known) == s])
 
     def fits(program):
@@ -414,9 +439,19 @@ def programs_for(file, known, programs):
     return [p for p in dict.fromkeys(ordered) if fits(p)]
 
 
+def linked_into(programs):
+    """Those that have the changed source in them, and not in a library that
+    they load."""
+    text = (TREE / "tests" / "CMakeLists.txt").read_text()
+    static = re.findall(r"novu_test\((\w+)[^)]*\bNovuBasesStatic\b", text)
+    return [p for p in programs
+            if "Mac" in p or p.removesuffix("Test") in static]
+
+
 def built_here():
     listed = json.loads((BUILD / "compile_commands.json").read_text())
-    here = {os.path.relpath(entry["file"], TREE) for entry in listed}
+    here = {os.path.relpath(entry["file"], TREE) for entry in listed
+            if "NovuPortableTwins" not in entry["command"]}
     files = sorted(str(p.relative_to(TREE))
                    for p in (TREE / "Bases" / "Impl").iterdir()
                    if p.suffix in (".cpp", ".h"))
@@ -521,9 +556,8 @@ def keys_of(found, source):
 def judge(mutant, source, chosen, usual):
     path = TREE / mutant.file
     path.write_text(source[:mutant.start] + mutant.new + source[mutant.end:])
-    mac = [p for p in chosen if "Mac" in p]
     try:
-        if build(["NovuBasesShared", *mac]) is not None:
+        if build(["NovuBasesShared", *linked_into(chosen)]) is not None:
             return "not compiled", ""
         for program in chosen:
             cpu, wall = usual[program]
@@ -657,6 +691,9 @@ def main():
 
     known, programs = services(), all_programs()
     concerned = {f: programs_for(f, known, programs) for f in mutants}
+    for file in mutants:
+        if not concerned[file]:
+            sys.exit(f"mutate: no test program is for {file}")
     needed = sorted({p for f in mutants for p in concerned[f]})
     print(f"building {len(needed)} test programs in {BUILD}", flush=True)
     trouble = build(["NovuBasesShared", *needed])
