@@ -32,7 +32,6 @@
 #include <cstdint>
 #include <cstring>
 #include <ctime>
-#include <fstream>
 #include <functional>
 #include <memory>
 #include <string>
@@ -50,6 +49,7 @@
 #include "tests/support/NextSymbol.h"
 #include "tests/support/ObjectBytes.h"
 #include "tests/support/SemaphoreName.h"
+#include "tests/support/ThreadState.h"
 #include "tests/support/Umask.h"
 
 namespace {
@@ -178,15 +178,6 @@ bool Await(Condition condition) {
     return true;
 }
 
-// What the system says of a thread: 'R' for running, 'S' for asleep.
-char StateOf(pid_t thread) {
-    std::ifstream file("/proc/self/task/" + std::to_string(thread) + "/stat");
-    std::string text;
-    std::getline(file, text);
-    const std::size_t end = text.rfind(") ");
-    return end == std::string::npos ? '?' : text[end + 2];
-}
-
 // A thread in one call, which sleeps on `semaphore`. While a Futexes lives, it
 // is asleep in such a call; else anywhere.
 class Caller {
@@ -207,7 +198,7 @@ public:
 
     bool IsAsleep() const {
         return (futexes == nullptr || futexes->sleeping != 0) &&
-               StateOf(id) == 'S';
+               NovuTest::StateOf(id) == 'S';
     }
 
     bool AwaitAsleep() {

@@ -12,6 +12,7 @@
 
 #include "Bases/Sem.h"
 #include "tests/mac/MachSemaphores.h"
+#include "tests/support/Concurrency.h"
 #include "tests/support/ObjectBytes.h"
 
 extern "C" unsigned int mach_task_self_;
@@ -21,13 +22,13 @@ namespace {
 using Novu::NovuEvent;
 using Novu::NovuSemaphore;
 using NovuTest::FieldAt;
+using NovuTest::kNoLimit;
 using NovuTest::MachCalls;
 using NovuTest::MachSemaphoresAlive;
 using NovuTest::Slot;
 
 using Calls = std::vector<std::string>;
 
-const unsigned int kNoLimit = 0xFFFFFFFF;
 const int kSuccess = 0;
 const int kInvalidArgument = 4;
 const int kAborted = 14;
@@ -38,15 +39,9 @@ const char kTimedWait[] = "semaphore_timedwait";
 const char kSignalAll[] = "semaphore_signal_all";
 const char kDestroy[] = "semaphore_destroy";
 
-// Two threads sleep before a third does something about it.
-template <typename Condition>
-void Until(Condition condition) {
-    while (!condition()) {
-        std::this_thread::yield();
-    }
-}
+using SemMacTest = NovuTest::WithDeadline;
 
-TEST(SemMacTest, CreateAsksForFirstInFirstOutAndTheCount) {
+TEST_F(SemMacTest, CreateAsksForFirstInFirstOutAndTheCount) {
     const struct {
         int line;
         NovuSemaphore::SemInitState state;
@@ -72,7 +67,7 @@ TEST(SemMacTest, CreateAsksForFirstInFirstOutAndTheCount) {
     }
 }
 
-TEST(SemMacTest, ACreateThatFailsLeavesASemaphoreOnWhichNothingWorks) {
+TEST_F(SemMacTest, ACreateThatFailsLeavesASemaphoreOnWhichNothingWorks) {
     MachCalls calls;
     calls.Script("semaphore_create", {kInvalidArgument});
     NovuSemaphore semaphore;
@@ -97,7 +92,7 @@ TEST(SemMacTest, ACreateThatFailsLeavesASemaphoreOnWhichNothingWorks) {
     EXPECT_EQ(1, semaphore.Create(NovuSemaphore::Signalled, nullptr, 0));
 }
 
-TEST(SemMacTest, TheDestructorDestroys) {
+TEST_F(SemMacTest, TheDestructorDestroys) {
     MachCalls calls;
     {
         NovuSemaphore semaphore;
@@ -114,7 +109,7 @@ TEST(SemMacTest, TheDestructorDestroys) {
     EXPECT_EQ(0UL, MachSemaphoresAlive());
 }
 
-TEST(SemMacTest, ATimeoutIsPassedOnInSecondsAndNanoseconds) {
+TEST_F(SemMacTest, ATimeoutIsPassedOnInSecondsAndNanoseconds) {
     const struct {
         int line;
         unsigned int timeout;
@@ -141,7 +136,7 @@ TEST(SemMacTest, ATimeoutIsPassedOnInSecondsAndNanoseconds) {
 }
 
 // Each attempt has the whole limit, and the count falls once for both.
-TEST(SemMacTest, AnInterruptedTimedWaitIsTriedOnceMore) {
+TEST_F(SemMacTest, AnInterruptedTimedWaitIsTriedOnceMore) {
     const struct {
         int line;
         std::deque<int> results;
@@ -177,7 +172,7 @@ TEST(SemMacTest, AnInterruptedTimedWaitIsTriedOnceMore) {
     }
 }
 
-TEST(SemMacTest, AWaitWithoutLimitIsTriedOnce) {
+TEST_F(SemMacTest, AWaitWithoutLimitIsTriedOnce) {
     for (const int failure : {kAborted, kInvalidArgument}) {
         MachCalls calls;
         NovuSemaphore semaphore;
@@ -193,7 +188,7 @@ TEST(SemMacTest, AWaitWithoutLimitIsTriedOnce) {
     }
 }
 
-TEST(SemMacTest, APostSignalsAllAndClearsTheCountWhateverTheKernelAnswers) {
+TEST_F(SemMacTest, APostSignalsAllAndClearsTheCountWhateverTheKernelAnswers) {
     for (const int result : {kSuccess, kInvalidArgument}) {
         MachCalls calls;
         NovuSemaphore semaphore;
@@ -208,7 +203,7 @@ TEST(SemMacTest, APostSignalsAllAndClearsTheCountWhateverTheKernelAnswers) {
     }
 }
 
-TEST(SemMacTest, AnEventIsPostedOncePerSet) {
+TEST_F(SemMacTest, AnEventIsPostedOncePerSet) {
     MachCalls calls;
     NovuEvent event;
     ASSERT_EQ(1, event.Create(1, 0, nullptr));
@@ -221,7 +216,7 @@ TEST(SemMacTest, AnEventIsPostedOncePerSet) {
 }
 
 // A post that is found when the wait has failed counts.
-TEST(SemMacTest, ASetThatCameBeforeTheSleepCountsAtTheEndOfTheTime) {
+TEST_F(SemMacTest, ASetThatCameBeforeTheSleepCountsAtTheEndOfTheTime) {
     NovuEvent event;
     ASSERT_EQ(1, event.Create(1, 0, nullptr));
     MachCalls calls;
@@ -231,14 +226,15 @@ TEST(SemMacTest, ASetThatCameBeforeTheSleepCountsAtTheEndOfTheTime) {
 }
 
 // [sem-9] Between the look and the sleep nobody is there to be woken.
-TEST(SemMacTest, ASetBeforeTheSleepDoesNotEndIt) {
+TEST_F(SemMacTest, ASetBeforeTheSleepDoesNotEndIt) {
     NovuEvent event;
     ASSERT_EQ(1, event.Create(1, 0, nullptr));
     MachCalls calls;
     calls.Before(kWait, [&] { event.Set(); });
     int result = -1;
     std::thread waiter([&] { result = event.Wait(kNoLimit); });
-    Until([] { return NovuTest::MachSleepers() == 1; });
+    EXPECT_TRUE(
+        NovuTest::Eventually([] { return NovuTest::MachSleepers() == 1; }));
 
     // Asleep on an event that is set; only a post wakes it.
     EXPECT_EQ(1, event.Set());
@@ -249,7 +245,7 @@ TEST(SemMacTest, ASetBeforeTheSleepDoesNotEndIt) {
 }
 
 // Nobody who is released sees the count as it was.
-TEST(SemMacTest, TheCountIsClearedBeforeTheSignal) {
+TEST_F(SemMacTest, TheCountIsClearedBeforeTheSignal) {
     NovuEvent event;
     ASSERT_EQ(1, event.Create(1, 0, nullptr));
     NovuSemaphore& semaphore = *event.GetSemaphore();
@@ -286,7 +282,7 @@ int DestroyOnly(const NovuSemaphore& semaphore) {
 }
 
 // A try is a wait of no time, and stands beside the one with a limit.
-TEST(SemMacTest, TheImplementationsWaitsHaveTheirSlots) {
+TEST_F(SemMacTest, TheImplementationsWaitsHaveTheirSlots) {
     NovuSemaphore semaphore;
     ASSERT_EQ(1, semaphore.Create(NovuSemaphore::NotSignalled, nullptr, 0));
     const void* const object = ImplementationOf(semaphore);
@@ -299,7 +295,7 @@ TEST(SemMacTest, TheImplementationsWaitsHaveTheirSlots) {
               calls.Take());
 }
 
-TEST(SemMacTest, TheImplementationHoldsTheTaskAndThePort) {
+TEST_F(SemMacTest, TheImplementationHoldsTheTaskAndThePort) {
     NovuSemaphore first;
     NovuSemaphore second;
     std::uint32_t ports[2] = {};
@@ -314,7 +310,7 @@ TEST(SemMacTest, TheImplementationHoldsTheTaskAndThePort) {
     EXPECT_NE(ports[0], ports[1]);
 }
 
-TEST(SemMacTest, ACreateThatFailsHasStoredTheCount) {
+TEST_F(SemMacTest, ACreateThatFailsHasStoredTheCount) {
     const auto state = static_cast<NovuSemaphore::SemInitState>(0x80000000U);
     MachCalls calls;
     NovuSemaphore semaphore;
@@ -325,7 +321,7 @@ TEST(SemMacTest, ACreateThatFailsHasStoredTheCount) {
               FieldAt<std::int32_t>(ImplementationOf(semaphore), 12));
 }
 
-TEST(SemMacTest, ItIsDestroyedWhereTheKernelSaysSo) {
+TEST_F(SemMacTest, ItIsDestroyedWhereTheKernelSaysSo) {
     NovuSemaphore semaphore;
     ASSERT_EQ(1, semaphore.Create(NovuSemaphore::Signalled, nullptr, 0));
     {

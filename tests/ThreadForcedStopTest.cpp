@@ -18,11 +18,9 @@
 #include <atomic>
 #include <chrono>
 #include <exception>
-#include <fstream>
 #include <functional>
 #include <memory>
 #include <random>
-#include <string>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -39,6 +37,7 @@
 #include "tests/support/NextSymbol.h"
 #include "tests/support/SemaphoreName.h"
 #include "tests/support/TempDir.h"
+#include "tests/support/ThreadState.h"
 
 namespace {
 
@@ -130,21 +129,14 @@ protected:
     ThreadForcedStopTest() { FindNextSystemCall(); }
 };
 
-bool IsAsleep(pid_t thread) {
-    std::ifstream file("/proc/self/task/" + std::to_string(thread) + "/stat");
-    std::string text;
-    std::getline(file, text);
-    const std::string::size_type name = text.rfind(')');
-    return name != std::string::npos && text.compare(name, 3, ") S") == 0;
-}
-
 // What says of a thread that it is about to wait.
 class AboutToWait {
 public:
     void Say() { thread = ::gettid(); }
 
     bool Sleeps() {
-        return Eventually([&] { return thread != 0 && IsAsleep(thread); });
+        return Eventually(
+            [&] { return thread != 0 && NovuTest::StateOf(thread) == 'S'; });
     }
 
 private:

@@ -31,7 +31,7 @@ namespace {
 
 struct Calls {
     std::atomic<int> all = 0;
-    std::atomic<int> waits = 0;  // Of a futex,
+    std::atomic<int> waits = 0;  // Of a futex, like the wakes.
     std::atomic<int> wakes = 0;
 
     // Of the waits with a limit, which is a time of the monotonic clock.

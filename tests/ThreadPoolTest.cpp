@@ -20,7 +20,6 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdio>
-#include <cstring>
 #include <functional>
 #include <list>
 #include <memory>
@@ -37,6 +36,7 @@
 #include "Bases/ThreadSync.h"
 #include "tests/support/Allocation.h"
 #include "tests/support/Concurrency.h"
+#include "tests/support/ObjectBytes.h"
 #include "tests/support/VirtualSlots.h"
 
 namespace {
@@ -51,8 +51,11 @@ using Novu::ThreadTaskPool;
 using NovuTest::AllocationLedger;
 using NovuTest::Eventually;
 using NovuTest::FailEachAllocation;
+using NovuTest::FieldAt;
 using NovuTest::kNoLimit;
+using NovuTest::PartAt;
 using NovuTest::SleepFor;
+using NovuTest::SlotOf;
 using std::chrono::milliseconds;
 using Task = boost::function<void()>;
 
@@ -79,24 +82,17 @@ using ThreadTaskPoolTest = NovuTest::WithDeadline;
 
 using Tasks = std::list<Task>;
 
-template <typename Field>
-Field& FieldAt(Thread& thread, std::size_t offset) {
-    void* const object = &thread;
-    void* const field = static_cast<char*>(object) + offset;
-    return *static_cast<Field*>(field);
-}
-
 // Under the lock where the worker runs.
 Tasks* TasksOf(ThreadTaskPool& pool) {
-    return FieldAt<Tasks*>(pool, sizeof(Thread));
+    return PartAt<Tasks*>(&pool, sizeof(Thread));
 }
 
 Cs& LockOf(ThreadTaskPool& pool) {
-    return FieldAt<Cs>(pool, sizeof(Thread) + sizeof(void*));
+    return PartAt<Cs>(&pool, sizeof(Thread) + sizeof(void*));
 }
 
 Event& EventOf(ThreadTaskPool& pool) {
-    return FieldAt<Event>(pool, sizeof(Thread) + sizeof(void*) + sizeof(Cs));
+    return PartAt<Event>(&pool, sizeof(Thread) + sizeof(void*) + sizeof(Cs));
 }
 
 std::size_t Waiting(ThreadTaskPool& pool) {
@@ -106,7 +102,7 @@ std::size_t Waiting(ThreadTaskPool& pool) {
 
 // The exit event of a Thread, after its table, handler, handle and stop event.
 NovuEvent* ExitEventOf(Thread& thread) {
-    return FieldAt<NovuEvent*>(thread, 4 * sizeof(void*));
+    return FieldAt<NovuEvent*>(&thread, 4 * sizeof(void*));
 }
 
 bool Ended(Thread& thread) {
@@ -189,15 +185,6 @@ Held Holding(std::function<void()> released) {
 }
 
 // Layout
-
-template <typename Function>
-std::ptrdiff_t SlotOf(Function function) {
-    // By the C++ ABI of Linux and macOS, a pointer to a virtual function is 1 +
-    // the offset of its slot.
-    std::ptrdiff_t offset = 0;
-    std::memcpy(&offset, &function, sizeof offset);
-    return (offset - 1) / static_cast<std::ptrdiff_t>(sizeof(void*));
-}
 
 TEST_F(ThreadTaskPoolTest, TheSlotsAreThoseOfAThread) {
     // The destructor has two.

@@ -25,7 +25,6 @@
 #include <cerrno>
 #include <chrono>
 #include <climits>
-#include <cstddef>
 #include <cstdio>
 #include <cstring>
 #include <functional>
@@ -162,6 +161,7 @@ using NovuTest::FailEachAllocation;
 using NovuTest::FieldAt;
 using NovuTest::kNoLimit;
 using NovuTest::SleepFor;
+using NovuTest::SlotOf;
 using NovuTest::TimeOf;
 using NovuTest::WithDeadline;
 using std::chrono::milliseconds;
@@ -217,8 +217,8 @@ static_assert(std::is_same_v<decltype(&ThreadHandler::OnThreadEntry),
 using ThreadTest = WithDeadline;
 using ThreadHandlerTest = WithDeadline;
 
-// For another thread to come to where it waits. Where the outcome depends on
-// it, only a test of what must not happen does less than it could.
+// For another thread to come to where it waits. On Linux, a machine that is too
+// slow for that weakens a test and makes none fail.
 void GiveTime() { SleepFor(milliseconds(50)); }
 
 // What a Thread is, after its virtual table.
@@ -315,15 +315,6 @@ private:
 };
 
 // Layout
-
-template <typename Function>
-std::ptrdiff_t SlotOf(Function function) {
-    // By the C++ ABI of Linux and macOS, a pointer to a virtual function is 1 +
-    // the offset of its slot.
-    std::ptrdiff_t offset = 0;
-    std::memcpy(&offset, &function, sizeof offset);
-    return (offset - 1) / static_cast<std::ptrdiff_t>(sizeof(void*));
-}
 
 TEST_F(ThreadTest, TheSlots) {
     // The destructor has two.
@@ -1062,7 +1053,6 @@ TEST_F(ThreadTest, AStopLetsASuspendedBodyRunOnce) {
     }
 }
 
-// Another thread may ask, resume and look.
 TEST_F(ThreadTest, AnyThreadMayAskResumeAndLook) {
     Worker worker;
     EXPECT_EQ(1, worker.StartThread(1));

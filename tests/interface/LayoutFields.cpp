@@ -23,23 +23,22 @@
 #include <future>
 #include <list>
 #include <string>
-#include <thread>
 #include <type_traits>
 #include <vector>
 
 #include "Bases/All.h"
+#include "tests/support/Concurrency.h"
 #include "tests/support/ObjectBytes.h"
 #include "tests/support/TempDir.h"
 
 namespace {
 
 using NovuTest::FieldAt;
+using NovuTest::OnAnotherThread;
 using NovuTest::PartAt;
 using NovuTest::SetFieldAt;
 
 using Byte = unsigned char;
-
-const std::chrono::seconds kDeadline(20);
 
 // Enough for a string to need a block of its own, which goes with the object.
 const char* const kLongText = "a text that is too long for the string itself";
@@ -259,13 +258,6 @@ TEST(LayoutFieldsTest, NovuEvent) {
     EXPECT_EQ(event.GetSemaphore(), FieldAt<Novu::NovuSemaphore*>(&event, 8));
 }
 
-template <typename Function>
-auto OnAnotherThread(Function function) {
-    decltype(function()) result{};
-    std::thread([&] { result = function(); }).join();
-    return result;
-}
-
 TEST(LayoutFieldsTest, Cs) {
     Novu::Cs cs;
     auto* const mutex = &PartAt<pthread_mutex_t>(&cs, 0);
@@ -343,11 +335,7 @@ TEST(LayoutFieldsTest, Thread) {
     EXPECT_EQ(0, exit->Wait(50));
     EXPECT_FALSE(handler.entered);
     resume->Set();
-    const auto end = std::chrono::steady_clock::now() + kDeadline;
-    while (!handler.entered && std::chrono::steady_clock::now() < end) {
-        std::this_thread::yield();
-    }
-    EXPECT_TRUE(handler.entered);
+    EXPECT_TRUE(NovuTest::Eventually([&] { return handler.entered.load(); }));
     EXPECT_EQ(0, exit->Wait(0));
     stop->Set();
     EXPECT_EQ(1, exit->Wait(20000));

@@ -16,20 +16,20 @@
 
 #include "Bases/All.h"
 #include "tests/support/Allocation.h"
+#include "tests/support/Concurrency.h"
 #include "tests/support/ObjectBytes.h"
 
 namespace {
 
 using Novu::NovuSemaphore;
 using NovuTest::FieldAt;
+using NovuTest::kNoLimit;
 using NovuTest::SetFieldAt;
 using NovuTest::Slot;
 using std::string;
 
 using Byte = unsigned char;
 using Ulong = unsigned long;
-
-const unsigned int kNoLimit = 0xFFFFFFFF;
 
 string noted;
 

@@ -7,9 +7,9 @@
 #include <thread>
 #include <vector>
 
-namespace NovuTest {
+#include "tests/support/Concurrency.h"
 
-const unsigned int kNoLimit = 0xFFFFFFFF;
+namespace NovuTest {
 
 /// Threads that are joined at the end of their scope.
 class Crew {

@@ -1,4 +1,6 @@
-// VirtualSlots: how many virtual operations a class has.
+// VirtualSlots: where virtual operations stand in their table, and how many a
+// class has. By the C++ ABI of Linux and macOS, a pointer to a virtual function
+// begins with 1 + the offset of its slot.
 
 #ifndef NOVU_BASES_TESTS_SUPPORT_VIRTUALSLOTS_H_
 #define NOVU_BASES_TESTS_SUPPORT_VIRTUALSLOTS_H_
@@ -8,9 +10,16 @@
 
 namespace NovuTest {
 
-/// The slots of `Class`: by the C++ ABI of Linux and macOS, where a pointer to
-/// a virtual function begins with 1 + the offset of its slot, a new virtual
-/// takes the next one. 0 for a class without virtual operations.
+/// The slot of a virtual operation, given as `&Class::Operation`.
+template <typename Operation>
+std::ptrdiff_t SlotOf(Operation operation) {
+    std::ptrdiff_t first = 0;
+    std::memcpy(&first, &operation, sizeof first);
+    return (first - 1) / static_cast<std::ptrdiff_t>(sizeof(void*));
+}
+
+/// The slots of `Class`, of which a new virtual operation takes the next one. 0
+/// for a class without virtual operations.
 template <typename Class>
 std::ptrdiff_t VirtualSlots() {
     struct Next : Class {
@@ -19,10 +28,7 @@ std::ptrdiff_t VirtualSlots() {
     protected:
         ~Next() = default;  // Of a class that may have no virtual one.
     };
-    auto probe = &Next::Probe;
-    std::ptrdiff_t slot = 0;
-    std::memcpy(&slot, &probe, sizeof slot);
-    return (slot - 1) / static_cast<std::ptrdiff_t>(sizeof(void*));
+    return SlotOf(&Next::Probe);
 }
 
 /// The virtual operations of `Class` beside its virtual destructor, which takes
