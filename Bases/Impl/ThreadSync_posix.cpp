@@ -16,6 +16,7 @@ Cs::Cs() : mutex() {
     ::pthread_mutexattr_init(&attributes);
     ::pthread_mutexattr_settype(&attributes, PTHREAD_MUTEX_RECURSIVE);
     ::pthread_mutex_init(&mutex, &attributes);
+    // They are not destroyed: on neither system is there anything behind them.
 }
 
 Cs::~Cs() { ::pthread_mutex_destroy(&mutex); }
