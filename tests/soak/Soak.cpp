@@ -13,19 +13,21 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <array>
 #include <atomic>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <exception>
+#include <filesystem>
 #include <iterator>
 #include <locale>
 #include <memory>
 #include <new>
+#include <random>
 #include <stdexcept>
 #include <string>
+#include <system_error>
 #include <thread>
 #include <vector>
 
@@ -65,7 +67,7 @@ const bool kMemoryCounts = true;
 const bool kForcesStops = true;
 #endif
 
-// What growth is none: what the allocator keeps for itself.
+// Growth that is no leak: what the allocator keeps for itself.
 const long kHeapSlack = 128L * 1024;
 const long kResidentSlack = 16L * 1024 * 1024;
 
@@ -243,7 +245,9 @@ struct CryptoOwner {
 
 void CipherStep(Context& context) {
     std::string message = RandomBytes(context.random, 2000) + "x";
-    const std::string key = RandomBytes(context.random, 0) + "0123456789abcdef";
+    // Of which the first 16 bytes count.
+    const std::string key =
+        RandomBytes(context.random, 16) + "0123456789abcdef";
     CryptoOwner owner;
     const Faults faults(context.random);
     owner.crypto = Novu::CreateCrypto(Novu::Crypto::BlockCipherSeed);
@@ -336,16 +340,17 @@ void TimeStep(Context& context) {
 
 // Files
 
-struct FolderCleaner {
-    explicit FolderCleaner(const std::string& toClean) : folder(toClean) {}
-    FolderCleaner(const FolderCleaner&) = delete;
-    FolderCleaner& operator=(const FolderCleaner&) = delete;
-    ~FolderCleaner() {
+// Removes a file, or a folder with all that is in it.
+struct Remover {
+    explicit Remover(const std::string& toRemove) : path(toRemove) {}
+    Remover(const Remover&) = delete;
+    Remover& operator=(const Remover&) = delete;
+    ~Remover() {
         std::error_code ignored;
-        std::filesystem::remove_all(folder, ignored);
+        std::filesystem::remove_all(path, ignored);
     }
 
-    const std::string& folder;
+    const std::string& path;
 };
 
 void FileStep(Context& context) {
@@ -353,7 +358,7 @@ void FileStep(Context& context) {
     const std::string folder = context.folder + "f/";
     std::string data = RandomBytes(context.random, 5000) + "x";
     std::string content(data.size(), '\0');
-    const FolderCleaner cleaner(folder);
+    const Remover remover(folder);
     const Faults faults(context.random);
 
     const bool made = FileSys::CreateDirLevel(folder + "a/b/c", 0, 1);
@@ -464,7 +469,7 @@ void PatternStep(Context& context) {
 void XmlStep(Context& context) {
     const std::string text = "a<b&" + std::to_string(context.random());
     const std::string path = context.folder + "xml";
-    const FolderCleaner cleaner(path);
+    const Remover remover(path);
     const Faults faults(context.random);
     Novu::Guid id;
     id.Generate();
