@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <map>
 #include <set>
 #include <string>
 
@@ -27,10 +28,10 @@ const struct HelpCase {
     {__LINE__, {"help", "--help"}, "Usage: inventory create"},
     {__LINE__,
      {"create", "--help"},
-     "Usage: inventory create FOLDER OUT.xml [--encoding NAME] [--digest]\n"},
+     "Usage: inventory create FOLDER OUT.xml [--digest] [--encoding NAME]\n"},
     {__LINE__,
      {"verify", "--help"},
-     "Usage: inventory verify FOLDER IN.xml [--digest]\n"},
+     "Usage: inventory verify FOLDER IN.xml [--digest] [--seal KEYFILE]\n"},
     {__LINE__, {"show", "--help"}, "Usage: inventory show IN.xml"},
     {__LINE__,
      {"copy", "--help"},
@@ -59,10 +60,18 @@ TEST_F(InventoryTest, PrintsHelp) {
     EXPECT_EQ(5U, texts.size());  // The general one and one for each verb.
 
     // Whoever looks for an option or a signal finds it.
-    for (const char* const verb : {"create", "verify"}) {
-        EXPECT_TRUE(
-            Contains(RunInventory({verb, "--help"}).out, "\n  --digest"))
-            << verb;
+    const std::map<std::string, Strings> options = {
+        {"create", {"--digest", "--encoding", "--seal"}},
+        {"verify", {"--digest", "--seal"}},
+        {"show", {"--seal"}},
+        {"copy", {"--seal"}},
+    };
+    for (const auto& [verb, names] : options) {
+        for (const std::string& name : names) {
+            EXPECT_TRUE(
+                Contains(RunInventory({verb, "--help"}).out, "\n  " + name))
+                << verb << " " << name;
+        }
     }
     for (const Strings& arguments : {Strings{"help"}, Strings{"help", "create"},
                                      Strings{"help", "copy"}}) {
@@ -119,6 +128,11 @@ const struct ArgumentCase {
     {__LINE__, {"help", "--digest"}, "help takes no --digest"},
     {__LINE__, {"create", "a", "b", "--digest=md5"}, "unknown option"},
     {__LINE__, {"show", "--", "--help", "b"}, "was given 2 arguments"},
+    {__LINE__, {"create", "a", "b", "--seal"}, "--seal needs a file"},
+    {__LINE__,
+     {"show", "b", "--seal=x", "--seal", "y"},
+     "--seal is given twice"},
+    {__LINE__, {"help", "--seal=x"}, "help takes no --seal"},
 };
 
 TEST_F(InventoryTest, RefusesArgumentsThatMakeNoSense) {

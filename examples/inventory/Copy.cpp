@@ -203,7 +203,8 @@ private:
 }  // namespace
 
 ExitStatus Copy(const Options& options) {
-    const std::vector<Entry> document = ReadDocument(options.document);
+    const std::vector<Entry> document =
+        ReadDocument(options.document, ReadKey(options.seal));
     CatchInterrupts();
     // A walk, and not the document's paths alone: no link is followed, and no
     // file comes from elsewhere.

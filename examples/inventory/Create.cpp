@@ -6,6 +6,7 @@
 
 #include "Digests.h"
 #include "DocumentWriter.h"
+#include "Files.h"
 #include "Interrupt.h"
 #include "Names.h"
 #include "Output.h"
@@ -63,6 +64,7 @@ struct Summary {
 
 ExitStatus Create(const Options& options) {
     CatchInterrupts();
+    const std::optional<Key> key = ReadKey(options.seal);
     RequireReplaceable(options.document);
     DocumentWriter document(options.encoding);
     Walk walk(options.folder);
@@ -91,7 +93,7 @@ ExitStatus Create(const Options& options) {
         seconds = progress.Seconds();
     }
     // After the walk, which so meets the document before this one, if any.
-    const unsigned long size = document.Save(options.document);
+    const unsigned long size = document.Save(options.document, key);
     Print(summary.Text(options.digest, size, seconds));
     return kDone;
 }

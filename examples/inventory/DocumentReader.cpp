@@ -7,18 +7,14 @@
 #include <strings.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <climits>
-#include <cstdio>
-#include <memory>
-#include <optional>
 #include <set>
 #include <stdexcept>
-#include <system_error>
 #include <utility>
 
 #include "Attributes.h"
 #include "Failure.h"
+#include "Files.h"
 #include "Names.h"
 
 namespace Inventory {
@@ -28,25 +24,14 @@ namespace {
 // Not XmlReader::Load(path): only who opens the file knows why it cannot be
 // read, and libxml2 takes some names for more than a file ("-" is standard
 // input).
-std::string ReadFile(const std::string& path) {
-    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(
-        std::fopen(path.c_str(), "rb"), std::fclose);
-    if (file == nullptr) {
-        throw Failure(std::generic_category().message(errno));
+std::string ReadXml(const std::string& path, const std::optional<Key>& key) {
+    std::string bytes =
+        ReadFile(path, INT_MAX, "2 GiB or more, which XmlReader cannot load");
+    if (IsSealed(bytes) != key.has_value()) {
+        throw Failure(key ? "is not sealed, and is read without --seal"
+                          : "is sealed, and is read with --seal KEYFILE");
     }
-    std::string bytes;
-    char block[65536];
-    std::size_t count;
-    while ((count = std::fread(block, 1, sizeof block, file.get())) != 0) {
-        bytes.append(block, count);
-        if (bytes.size() > INT_MAX) {
-            throw Failure("2 GiB or more, which XmlReader cannot load");
-        }
-    }
-    if (std::ferror(file.get()) != 0) {
-        throw Failure(std::generic_category().message(errno));
-    }
-    return bytes;
+    return key ? Unseal(bytes, *key) : bytes;
 }
 
 // The encoding that the XML declaration names.
@@ -64,7 +49,7 @@ std::string DeclaredEncoding(const std::string& bytes) {
 // Reads the document's tree. Its failures do not name the file.
 class Parser {
 public:
-    explicit Parser(const std::string& path);
+    explicit Parser(std::string bytes);
     std::vector<Entry> Read();
 
 private:
@@ -79,8 +64,7 @@ private:
     std::set<Novu::Guid> identifiers;  // Those met so far.
 };
 
-Parser::Parser(const std::string& path) {
-    std::string bytes = ReadFile(path);
+Parser::Parser(std::string bytes) {
     // A value with an entity of the document's own would be read up to it.
     if (bytes.find("<!DOCTYPE") != std::string::npos) {
         throw Failure("has a document type, which no inventory has");
@@ -239,9 +223,10 @@ std::string Parser::TakeName(Attributes& attributes,
 
 }  // namespace
 
-std::vector<Entry> ReadDocument(const std::string& path) {
+std::vector<Entry> ReadDocument(const std::string& path,
+                                const std::optional<Key>& key) {
     try {
-        std::vector<Entry> entries = Parser(path).Read();
+        std::vector<Entry> entries = Parser(ReadXml(path, key)).Read();
         std::sort(entries.begin(), entries.end(),
                   [](const Entry& a, const Entry& b) {
                       return IsBefore(a.path, b.path);

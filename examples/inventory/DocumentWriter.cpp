@@ -3,18 +3,13 @@
 #include "DocumentWriter.h"
 
 #include <Bases/Guid.h>
-#include <stdlib.h>
 #include <strings.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
-#include <cerrno>
 #include <climits>
-#include <cstdio>
-#include <system_error>
+#include <utility>
 
 #include "Failure.h"
-#include "Interrupt.h"
+#include "Files.h"
 #include "Names.h"
 
 namespace Inventory {
@@ -54,55 +49,6 @@ bool CarriesAscii(const std::string& encoding) {
                reader.GetFirstAttribute(reader.GetRootElement()), name,
                value) == 1 &&
            name == "text" && value == ascii;
-}
-
-// A file that is gone at the end, unless it was renamed.
-class TemporaryFile {
-public:
-    // Made in the folder of `path`, so that a rename can put it there.
-    explicit TemporaryFile(const std::string& path)
-        : name(path.substr(0, path.rfind('/') + 1) + ".inventory-XXXXXX"),
-          descriptor(::mkstemp(name.data())) {
-        if (descriptor == -1) {
-            throw Failure(Printable(path) + ": no file can be made there: " +
-                          std::generic_category().message(errno));
-        }
-    }
-    TemporaryFile(const TemporaryFile&) = delete;
-    TemporaryFile& operator=(const TemporaryFile&) = delete;
-    ~TemporaryFile() {
-        ::close(descriptor);
-        if (!name.empty()) {
-            ::unlink(name.c_str());
-        }
-    }
-
-    const std::string& Name() const { return name; }
-    int Descriptor() const { return descriptor; }
-
-    bool RenameTo(const std::string& path) {
-        if (std::rename(name.c_str(), path.c_str()) != 0) {
-            return false;
-        }
-        name.clear();
-        return true;
-    }
-
-private:
-    std::string name;  // Empty once renamed.
-    int descriptor;
-};
-
-// The permissions of the file that is replaced, or else of a new one: mkstemp
-// gives the owner's alone.
-mode_t ModeOf(const std::string& path) {
-    struct stat info;
-    if (::lstat(path.c_str(), &info) == 0) {
-        return info.st_mode & 0777;
-    }
-    const mode_t mask = ::umask(0);
-    ::umask(mask);
-    return 0666 & ~mask;
 }
 
 }  // namespace
@@ -147,38 +93,27 @@ bool DocumentWriter::Add(const Entry& entry) {
     return escaped;
 }
 
-unsigned long DocumentWriter::Save(const std::string& path) {
+unsigned long DocumentWriter::Save(const std::string& path,
+                                   const std::optional<Key>& key) {
     Require(writer.EndElement());
     Require(writer.EndDocument());
     unsigned long size = 0;
-    writer.GetXmlBuffer(size);
+    const unsigned char* const bytes = writer.GetXmlBuffer(size);
+    std::string sealed;
+    if (key) {
+        sealed = Seal(bytes, size, *key);
+        size = sealed.size();
+    }
     if (size > INT_MAX) {
         throw Failure("the document has " + std::to_string(size) +
                       " bytes; 2 GiB or more could not be read again");
     }
-
-    TemporaryFile file(path);
-    struct stat info;
-    if (writer.Save(file.Name()) == 0 ||
-        ::fstat(file.Descriptor(), &info) != 0) {
-        throw Failure(Printable(path) + ": " +
-                      std::generic_category().message(errno));
-    }
-    // Save does not tell of a disk that is full.
-    if (static_cast<unsigned long>(info.st_size) != size) {
-        throw Failure(Printable(path) + ": only " +
-                      std::to_string(info.st_size) + " of " +
-                      std::to_string(size) + " bytes could be written");
-    }
-    if (::fsync(file.Descriptor()) != 0 ||
-        ::fchmod(file.Descriptor(), ModeOf(path)) != 0) {
-        throw Failure(Printable(path) + ": " +
-                      std::generic_category().message(errno));
-    }
-    StopIfInterrupted();
-    if (!file.RenameTo(path)) {
-        throw Failure(Printable(path) + ": " +
-                      std::generic_category().message(errno));
+    if (key) {
+        PutAt(path, std::move(sealed));
+    } else {
+        PutAt(path, size, [this](const std::string& name) {
+            return writer.Save(name) == 1;
+        });
     }
     return size;
 }
@@ -205,14 +140,6 @@ bool DocumentWriter::WriteName(const std::string& attribute,
 // Only a UTF-8 document takes non-ASCII text: in others, two conversions meet.
 bool DocumentWriter::IsWrittenPlain(const std::string& fileName) const {
     return utf8 ? IsPlain(fileName) : IsAscii(fileName);
-}
-
-void RequireReplaceable(const std::string& path) {
-    struct stat info;
-    if (::lstat(path.c_str(), &info) == 0 && !S_ISREG(info.st_mode)) {
-        throw Failure(Printable(path) +
-                      ": something other than a file is there");
-    }
 }
 
 }  // namespace Inventory

@@ -22,9 +22,11 @@
 
 #include <Bases/XmlDoc.h>
 
+#include <optional>
 #include <string>
 
 #include "Entry.h"
+#include "Seal.h"
 
 namespace Inventory {
 
@@ -37,10 +39,10 @@ public:
     /// Adds an entry. Answers whether it had to be escaped.
     bool Add(const Entry& entry);
 
-    /// Ends the document and puts it at `path`, whole or not at all: it is
-    /// written beside and then renamed. Not at all when the program is
-    /// interrupted before that. Answers its size in bytes.
-    unsigned long Save(const std::string& path);
+    /// Ends the document and puts it at `path` as `PutAt` does; sealed where
+    /// there is a key, and never otherwise on the disk. Answers the size of the
+    /// file in bytes.
+    unsigned long Save(const std::string& path, const std::optional<Key>& key);
 
 private:
     void WriteIdentifier();
@@ -50,10 +52,6 @@ private:
     Novu::XmlWriter writer;
     bool utf8;  // The document's encoding is UTF-8.
 };
-
-/// Throws Failure when something is at `path` that is no file, and which a
-/// document must not replace: a folder, a link, a device.
-void RequireReplaceable(const std::string& path);
 
 }  // namespace Inventory
 

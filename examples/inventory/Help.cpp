@@ -5,10 +5,10 @@
 namespace Inventory {
 
 const char kUsage[] =
-    R"(Usage: inventory create FOLDER OUT.xml [--encoding NAME] [--digest]
-       inventory verify FOLDER IN.xml [--digest]
-       inventory show IN.xml
-       inventory copy IN.xml FOLDER TARGET
+    R"(Usage: inventory create FOLDER OUT.xml [OPTION]...
+       inventory verify FOLDER IN.xml [OPTION]...
+       inventory show IN.xml [OPTION]...
+       inventory copy IN.xml FOLDER TARGET [OPTION]...
        inventory help [VERB]
 )";
 
@@ -21,8 +21,10 @@ Keeps an inventory of a folder, and of all folders in it, as an XML document.
   copy      copies the files of an inventory, and verifies the copies
   help      prints this, or the help of a verb
 
-  -h, --help    prints the help of the verb
-  --            ends the options; whatever follows is a folder or a document
+  --seal KEYFILE    the inventory is enciphered; 'inventory help create' says
+                    how, and for what that is not good enough
+  -h, --help        prints the help of the verb, with all its options
+  --                ends the options; what follows is a folder or a document
 
 A name that holds a "%", or that cannot be shown as it is, is printed with "%"
 and every byte outside printable ASCII as %XX, in hexadecimal digits.
@@ -32,7 +34,8 @@ Exit status: 0 done, 1 verify or copy found differences, 2 an error. SIGINT
 )";
 
 const char kCreateHelp[] =
-    R"(Usage: inventory create FOLDER OUT.xml [--encoding NAME] [--digest]
+    R"(Usage: inventory create FOLDER OUT.xml [--digest] [--encoding NAME]
+                        [--seal KEYFILE]
 
 Writes the inventory of FOLDER to OUT.xml: an identifier for each entry, its
 path, type, size and times. Symbolic links are listed and not followed, but
@@ -54,14 +57,23 @@ Interrupted by SIGINT (Ctrl-C) or SIGTERM, it leaves OUT.xml as it was.
   --encoding NAME   the document's encoding, UTF-8 if not given. In any other,
                     all names that are not ASCII are escaped. Encodings that do
                     not extend ASCII, such as UTF-16, are refused.
+  --seal KEYFILE    OUT.xml is enciphered with the key in KEYFILE: 32 hexadecimal
+                    digits on a line, as 'openssl rand -hex 16' prints them. No
+                    plain copy of it is ever on the disk. The other verbs read
+                    it with the same option.
   -h, --help        prints this
   --                ends the options
+
+A sealed inventory is enciphered (SEED) block by block, without a vector and
+without authentication: equal blocks of 16 bytes show as equal, and changes by
+somebody without the key can go unnoticed. For real secrecy, encipher the
+inventory with a program for authenticated encryption.
 
 Exit status: 0 done, 2 an error.
 )";
 
 const char kVerifyHelp[] =
-    R"(Usage: inventory verify FOLDER IN.xml [--digest]
+    R"(Usage: inventory verify FOLDER IN.xml [--digest] [--seal KEYFILE]
 
 Compares FOLDER with the inventory IN.xml and prints, in the order of the paths,
 
@@ -74,10 +86,11 @@ last modification or link target has; folders and others when their type has,
 and folders also when their entries could be read only once. What IN.xml has in
 a folder that cannot be read now is not compared.
 
-  --digest      reads the files of which IN.xml has a digest, where the size is
-                still the same, and compares their content, too: WHAT is then
-                "content"; or "content not read", where a file cannot be read
-                or changes meanwhile
+  --digest          reads the files of which IN.xml has a digest, where the size
+                    is still the same, and compares their content, too: WHAT is
+                    then "content"; or "content not read", where a file cannot
+                    be read or changes meanwhile
+  --seal KEYFILE    IN.xml is sealed: 'inventory help create' says how
   -h, --help        prints this
   --                ends the options
 
@@ -85,7 +98,7 @@ Exit status: 0 the same, 1 different, 2 an error.
 )";
 
 const char kShowHelp[] =
-    R"(Usage: inventory show IN.xml
+    R"(Usage: inventory show IN.xml [--seal KEYFILE]
 
 Prints of the inventory IN.xml: the entries and bytes of each type, of all, of
 files with a digest, and of those among them that have the content of one before
@@ -93,6 +106,7 @@ them; the files and bytes of each file extension, for the 20 with the most
 bytes; and the 20 largest files. An extension is what follows the last "." of a
 file's name.
 
+  --seal KEYFILE    IN.xml is sealed: 'inventory help create' says how
   -h, --help        prints this
   --                ends the options
 
@@ -100,7 +114,7 @@ Exit status: 0 done, 2 an error.
 )";
 
 const char kCopyHelp[] =
-    R"(Usage: inventory copy IN.xml FOLDER TARGET
+    R"(Usage: inventory copy IN.xml FOLDER TARGET [--seal KEYFILE]
 
 Copies each file that IN.xml, an inventory of FOLDER, lists from FOLDER to the
 folder TARGET, as it is now, and compares the copy with it byte by byte. TARGET
@@ -123,6 +137,7 @@ owner; they have new times. Folders with no file to copy are not made.
 Interrupted by SIGINT (Ctrl-C) or SIGTERM, it removes the copy that it is about
 to make or to compare, and keeps those before.
 
+  --seal KEYFILE    IN.xml is sealed: 'inventory help create' says how
   -h, --help        prints this
   --                ends the options
 

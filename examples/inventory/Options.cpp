@@ -2,7 +2,7 @@
 
 #include "Options.h"
 
-#include <optional>
+#include <map>
 
 #include "Failure.h"
 #include "Help.h"
@@ -49,24 +49,79 @@ Options HelpOptions(const std::string& text) {
     return options;
 }
 
+// Which verbs take an option, as bits.
+unsigned int Bit(Options::Verb verb) {
+    return 1U << static_cast<unsigned int>(verb);
+}
+
+struct OptionEntry {
+    std::string name;
+    const char* value;  // What stands behind it; null where nothing does.
+    unsigned int takenBy;
+};
+
+const std::vector<OptionEntry>& AllOptions() {
+    using Verb = Options::Verb;
+    const unsigned int readers =
+        Bit(Verb::Verify) | Bit(Verb::Show) | Bit(Verb::Copy);
+    static const std::vector<OptionEntry> options = {
+        {"--digest", nullptr, Bit(Verb::Create) | Bit(Verb::Verify)},
+        {"--encoding", "a name", Bit(Verb::Create)},
+        {"--seal", "a file with a key", Bit(Verb::Create) | readers},
+    };
+    return options;
+}
+
 // What stands behind the verb: its options, and the others in their order.
 struct Arguments {
     bool help = false;
-    bool digest = false;
-    std::optional<std::string> encoding;
+    std::map<std::string, std::string> options;
     std::vector<std::string> operands;
+
+    bool Has(const std::string& option) const {
+        return options.count(option) != 0;
+    }
+    std::optional<std::string> ValueOf(const std::string& option) const {
+        const auto found = options.find(option);
+        return found != options.end()
+                   ? std::optional<std::string>(found->second)
+                   : std::nullopt;
+    }
 };
 
-Arguments Sort(const std::vector<std::string>& arguments) {
-    const std::string encoding = "--encoding";
-    Arguments sorted;
-    const auto setEncoding = [&](const std::string& value) {
-        if (sorted.encoding) {
-            throw Failure(encoding + " is given twice");
+// Takes the option at `i`, and moves `i` to its value if that stands alone.
+void TakeOption(const std::vector<std::string>& arguments, std::size_t& i,
+                Arguments& sorted) {
+    const std::string& argument = arguments[i];
+    for (const OptionEntry& option : AllOptions()) {
+        const std::size_t size = option.name.size();
+        if (argument == option.name && option.value == nullptr) {
+            sorted.options[option.name];
+            return;
         }
-        sorted.encoding = value;
-    };
+        if (option.value == nullptr ||
+            argument.compare(0, size, option.name) != 0 ||
+            (argument.size() > size && argument[size] != '=')) {
+            continue;
+        }
+        if (sorted.Has(option.name)) {
+            throw Failure(option.name + " is given twice");
+        }
+        if (argument.size() > size) {
+            sorted.options[option.name] = argument.substr(size + 1);
+        } else if (++i < arguments.size()) {
+            sorted.options[option.name] = arguments[i];
+        } else {
+            throw Failure(option.name + " needs " + option.value +
+                          " behind it");
+        }
+        return;
+    }
+    throw Failure("unknown option '" + Printable(argument) + "'");
+}
 
+Arguments Sort(const std::vector<std::string>& arguments) {
+    Arguments sorted;
     bool optionsEnded = false;
     for (std::size_t i = 1; i < arguments.size(); ++i) {
         const std::string& argument = arguments[i];
@@ -76,31 +131,20 @@ Arguments Sort(const std::vector<std::string>& arguments) {
             optionsEnded = true;
         } else if (IsHelpOption(argument)) {
             sorted.help = true;
-        } else if (argument == "--digest") {
-            sorted.digest = true;
-        } else if (argument == encoding) {
-            if (++i == arguments.size()) {
-                throw Failure(encoding + " needs a name behind it");
-            }
-            setEncoding(arguments[i]);
-        } else if (argument.compare(0, encoding.size() + 1, encoding + "=") ==
-                   0) {
-            setEncoding(argument.substr(encoding.size() + 1));
         } else {
-            throw Failure("unknown option '" + Printable(argument) + "'");
+            TakeOption(arguments, i, sorted);
         }
     }
     return sorted;
 }
 
 // Throws Failure for an option that the verb does not take.
-void RequireTaken(const std::string& verb, const Arguments& sorted,
-                  bool encoding, bool digest) {
-    if (sorted.encoding && !encoding) {
-        throw Failure(verb + " takes no --encoding");
-    }
-    if (sorted.digest && !digest) {
-        throw Failure(verb + " takes no --digest");
+void RequireTaken(const std::string& name, Options::Verb verb,
+                  const Arguments& sorted) {
+    for (const OptionEntry& option : AllOptions()) {
+        if (sorted.Has(option.name) && (option.takenBy & Bit(verb)) == 0) {
+            throw Failure(name + " takes no " + option.name);
+        }
     }
 }
 
@@ -122,7 +166,7 @@ Options ParseOptions(const std::vector<std::string>& arguments) {
     }
     if (arguments[0] == "help" || IsHelpOption(arguments[0])) {
         const Arguments sorted = Sort(arguments);
-        RequireTaken("help", sorted, /*encoding=*/false, /*digest=*/false);
+        RequireTaken("help", Options::Verb::Help, sorted);
         return ParseHelp(sorted.operands);
     }
 
@@ -136,9 +180,7 @@ Options ParseOptions(const std::vector<std::string>& arguments) {
                       ", and was given " +
                       std::to_string(sorted.operands.size()) + " arguments");
     }
-    const bool isCreate = verb.verb == Options::Verb::Create;
-    RequireTaken(verb.name, sorted, /*encoding=*/isCreate,
-                 /*digest=*/isCreate || verb.verb == Options::Verb::Verify);
+    RequireTaken(verb.name, verb.verb, sorted);
 
     Options options;
     options.verb = verb.verb;
@@ -151,8 +193,9 @@ Options ParseOptions(const std::vector<std::string>& arguments) {
             sorted.operands.size() > 1 ? sorted.operands.front() : "";
         options.document = sorted.operands.back();
     }
-    options.digest = sorted.digest;
-    options.encoding = sorted.encoding.value_or(options.encoding);
+    options.digest = sorted.Has("--digest");
+    options.encoding = sorted.ValueOf("--encoding").value_or(options.encoding);
+    options.seal = sorted.ValueOf("--seal");
     return options;
 }
 

@@ -3,6 +3,7 @@
 #ifndef INVENTORY_OPTIONS_H_
 #define INVENTORY_OPTIONS_H_
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -17,7 +18,8 @@ struct Options {
     std::string document;
     std::string target;  // For Verb::Copy: the folder of the copies.
     std::string encoding = "UTF-8";
-    bool digest = false;  // Digests are computed, or compared.
+    bool digest = false;              // Digests are computed, or compared.
+    std::optional<std::string> seal;  // The file with the key.
 };
 
 /// Reads the arguments after the program's name. Throws Failure for those that

@@ -122,7 +122,8 @@ std::string LargestTable(std::vector<Entry> entries) {
 }  // namespace
 
 ExitStatus Show(const Options& options) {
-    const std::vector<Entry> entries = ReadDocument(options.document);
+    const std::vector<Entry> entries =
+        ReadDocument(options.document, ReadKey(options.seal));
     Print(TypeTable(entries) + "\n" + ExtensionTable(entries) + "\n" +
           LargestTable(entries));
     return kDone;

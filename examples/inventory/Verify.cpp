@@ -69,7 +69,8 @@ private:
 }  // namespace
 
 ExitStatus Verify(const Options& options) {
-    const std::vector<Entry> document = ReadDocument(options.document);
+    const std::vector<Entry> document =
+        ReadDocument(options.document, ReadKey(options.seal));
     CatchInterrupts();
     Walk walk(options.folder);
     Comparison comparison;
