@@ -2,12 +2,14 @@
 
 #include <array>
 #include <iterator>
+#include <optional>
 #include <utility>
 
 #include "Digests.h"
 #include "DocumentWriter.h"
 #include "Files.h"
 #include "Interrupt.h"
+#include "Lock.h"
 #include "Names.h"
 #include "Output.h"
 #include "Progress.h"
@@ -66,6 +68,7 @@ ExitStatus Create(const Options& options) {
     CatchInterrupts();
     const std::optional<Key> key = ReadKey(options.seal);
     RequireReplaceable(options.document);
+    std::optional<Lock> lock(options.document);
     DocumentWriter document(options.encoding);
     Walk walk(options.folder);
     Summary summary;
@@ -86,6 +89,9 @@ ExitStatus Create(const Options& options) {
         Digests digests(options.folder);
         Entry entry;
         while (walk.Next(entry)) {
+            if (lock->Is(entry)) {
+                continue;
+            }
             const bool wanted = options.digest && entry.type == Type::File;
             digests.Add(std::move(entry), wanted, take);
         }
@@ -94,6 +100,7 @@ ExitStatus Create(const Options& options) {
     }
     // After the walk, which so meets the document before this one, if any.
     const unsigned long size = document.Save(options.document, key);
+    lock.reset();  // Not for as long as the summary waits for a reader.
     Print(summary.Text(options.digest, size, seconds));
     return kDone;
 }

@@ -18,6 +18,14 @@ const char* NameOf(Type type);
 
 std::optional<Type> TypeNamed(const std::string& name);
 
+/// Which file it is on this system, whatever its names are.
+struct FileId {
+    unsigned long long device = 0;
+    unsigned long long number = 0;  // The inode; 0 where it is not known.
+
+    bool operator==(const FileId& other) const = default;
+};
+
 /// Times are milliseconds since 1970-01-01 00:00:00 UTC. Size and times are
 /// those of the entry itself, never of what a link points to.
 struct Entry {
@@ -27,6 +35,7 @@ struct Entry {
     long long modified = 0;           // Last change of the content.
     long long changed = 0;            // Last change of the status.
     long long created = 0;            // Whole seconds.
+    FileId id;                        // In no document.
     std::string target;               // Of a link; bytes as on the disk.
     bool contentsUnreadable = false;  // Of a folder.
     std::string md5;      // Of a file, where it was asked for: 32 hex digits.

@@ -49,6 +49,10 @@ A name that is no text in this locale, or that XML cannot hold, is kept in an
 escaped form; it is named on standard error and counted. So is an entry that
 cannot be read, of which the inventory has the path. Neither is an error.
 
+Meanwhile a file ".OUT.xml.lock" beside it is locked: another 'inventory create'
+of the same OUT.xml then ends with an error that names the process. The lock is
+free again when its holder ends, even if it was killed.
+
 Interrupted by SIGINT (Ctrl-C) or SIGTERM, it leaves OUT.xml as it was.
 
   --digest          with the MD5 digest of the content of each file. A file that

@@ -77,7 +77,10 @@ Entry Describe(const std::string& folder, const std::string& name,
     struct stat own;
     if (::lstat(path.c_str(), &own) != 0) {
         entry.problem = std::generic_category().message(errno);
-    } else if (S_ISLNK(own.st_mode)) {
+        return entry;
+    }
+    entry.id = IdOf(own);
+    if (S_ISLNK(own.st_mode)) {
         std::error_code error;
         entry.target = std::filesystem::read_symlink(path, error).native();
         if (error) {
@@ -138,6 +141,11 @@ bool List(const std::string& folder, std::vector<Entry>& entries,
 }
 
 }  // namespace
+
+FileId IdOf(const struct stat& info) {
+    return {static_cast<unsigned long long>(info.st_dev),
+            static_cast<unsigned long long>(info.st_ino)};
+}
 
 // As from FileFind's current entry.
 void TakeStatus(const struct stat& info, Entry& entry) {

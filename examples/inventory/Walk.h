@@ -12,6 +12,8 @@ struct stat;
 
 namespace Inventory {
 
+FileId IdOf(const struct stat& info);
+
 /// Fills in type, size and times.
 void TakeStatus(const struct stat& info, Entry& entry);
 
