@@ -61,7 +61,7 @@ TEST_F(InventoryTest, PrintsHelp) {
 
     // Whoever looks for an option or a signal finds it.
     const std::map<std::string, Strings> options = {
-        {"create", {"--digest", "--encoding", "--seal"}},
+        {"create", {"--digest", "--encoding", "--resume", "--seal"}},
         {"verify", {"--digest", "--seal"}},
         {"show", {"--seal"}},
         {"copy", {"--seal"}},
@@ -132,6 +132,11 @@ const struct ArgumentCase {
     {__LINE__,
      {"show", "b", "--seal=x", "--seal", "y"},
      "--seal is given twice"},
+    {__LINE__, {"create", "a", "b", "--resume"}, "--resume goes with --digest"},
+    {__LINE__,
+     {"create", "a", "b", "--digest", "--resume", "--seal=x"},
+     "--resume does not go with --seal"},
+    {__LINE__, {"verify", "a", "b", "--resume"}, "verify takes no --resume"},
     {__LINE__, {"help", "--seal=x"}, "help takes no --seal"},
 };
 

@@ -9,6 +9,7 @@
 #include "DocumentWriter.h"
 #include "Files.h"
 #include "Interrupt.h"
+#include "Journal.h"
 #include "Lock.h"
 #include "Names.h"
 #include "Output.h"
@@ -27,6 +28,7 @@ struct Summary {
     unsigned long long closedFolders = 0;
     unsigned long long escaped = 0;
     unsigned long long withoutDigest = 0;  // Files whose digest was asked for.
+    unsigned long long resumed = 0;        // Digests from a journal.
 
     void Count(const Entry& entry, bool wasEscaped) {
         ++entries;
@@ -39,7 +41,7 @@ struct Summary {
         }
     }
 
-    std::string Text(bool withDigests, unsigned long documentSize,
+    std::string Text(const Options& options, unsigned long documentSize,
                      double seconds) const {
         std::vector<std::vector<std::string>> rows = {
             {std::to_string(entries), "entries"}};
@@ -51,9 +53,13 @@ struct Summary {
         rows.push_back({std::to_string(closedFolders),
                         "folders with unreadable contents"});
         rows.push_back({std::to_string(escaped), "entries escaped"});
-        if (withDigests) {
+        if (options.digest) {
             rows.push_back(
                 {std::to_string(withoutDigest), "files without a digest"});
+        }
+        if (options.resume) {
+            rows.push_back(
+                {std::to_string(resumed), "digests from the journal"});
         }
         rows.push_back({std::to_string(bytes), "bytes in files"});
         rows.push_back({std::to_string(documentSize), "bytes of document"});
@@ -70,12 +76,16 @@ ExitStatus Create(const Options& options) {
     RequireReplaceable(options.document);
     std::optional<Lock> lock(options.document);
     DocumentWriter document(options.encoding);
+    std::optional<Journal> journal;
+    if (options.resume) {
+        journal.emplace(options.document);
+    }
     Walk walk(options.folder);
     Summary summary;
     double seconds = 0;
     {
         Progress progress;
-        const auto take = [&](const Entry& entry) {
+        const Digests::Action take = [&](const Entry& entry) {
             const bool escaped = document.Add(entry);
             if (!entry.problem.empty()) {
                 progress.Complain(Complaint(entry));
@@ -86,22 +96,39 @@ ExitStatus Create(const Options& options) {
             summary.Count(entry, escaped);
             progress.Count(entry);
         };
+        const Digests::Action keep = [&](const Entry& entry) {
+            if (journal && !entry.md5.empty()) {
+                const std::string problem = journal->Add(entry);
+                if (!problem.empty()) {
+                    progress.Complain(problem);
+                }
+            }
+            take(entry);
+        };
         Digests digests(options.folder);
         Entry entry;
         while (walk.Next(entry)) {
-            if (lock->Is(entry)) {
+            if (lock->Is(entry) || (journal && journal->Is(entry))) {
                 continue;
             }
-            const bool wanted = options.digest && entry.type == Type::File;
-            digests.Add(std::move(entry), wanted, take);
+            bool wanted = options.digest && entry.type == Type::File;
+            if (wanted && journal) {
+                entry.md5 = journal->DigestOf(entry);
+                wanted = entry.md5.empty();
+                summary.resumed += wanted ? 0 : 1;
+            }
+            digests.Add(std::move(entry), wanted, wanted ? keep : take);
         }
         digests.Finish();
         seconds = progress.Seconds();
     }
     // After the walk, which so meets the document before this one, if any.
     const unsigned long size = document.Save(options.document, key);
+    if (journal) {
+        journal->Remove();
+    }
     lock.reset();  // Not for as long as the summary waits for a reader.
-    Print(summary.Text(options.digest, size, seconds));
+    Print(summary.Text(options, size, seconds));
     return kDone;
 }
 

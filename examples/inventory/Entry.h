@@ -29,13 +29,18 @@ struct FileId {
 /// Times are milliseconds since 1970-01-01 00:00:00 UTC. Size and times are
 /// those of the entry itself, never of what a link points to.
 struct Entry {
-    std::string path;                 // Below the folder; bytes as on the disk.
-    Type type = Type::Unreadable;     // Unreadable: there is no status.
-    unsigned long long size = 0;      // In bytes.
-    long long modified = 0;           // Last change of the content.
-    long long changed = 0;            // Last change of the status.
-    long long created = 0;            // Whole seconds.
-    FileId id;                        // In no document.
+    std::string path;              // Below the folder; bytes as on the disk.
+    Type type = Type::Unreadable;  // Unreadable: there is no status.
+    unsigned long long size = 0;   // In bytes.
+    long long modified = 0;        // Last change of the content.
+    long long changed = 0;         // Last change of the status.
+    long long created = 0;         // Whole seconds.
+
+    // In no document.
+    FileId id;
+    long long modifiedExactly = 0;  // Nanoseconds.
+    long long changedExactly = 0;
+
     std::string target;               // Of a link; bytes as on the disk.
     bool contentsUnreadable = false;  // Of a folder.
     std::string md5;      // Of a file, where it was asked for: 32 hex digits.

@@ -35,7 +35,7 @@ Exit status: 0 done, 1 verify or copy found differences, 2 an error. SIGINT
 
 const char kCreateHelp[] =
     R"(Usage: inventory create FOLDER OUT.xml [--digest] [--encoding NAME]
-                        [--seal KEYFILE]
+                        [--resume | --seal KEYFILE]
 
 Writes the inventory of FOLDER to OUT.xml: an identifier for each entry, its
 path, type, size and times. Symbolic links are listed and not followed, but
@@ -61,10 +61,15 @@ Interrupted by SIGINT (Ctrl-C) or SIGTERM, it leaves OUT.xml as it was.
   --encoding NAME   the document's encoding, UTF-8 if not given. In any other,
                     all names that are not ASCII are escaped. Encodings that do
                     not extend ASCII, such as UTF-16, are refused.
+  --resume          with --digest: keeps the digests computed so far in a journal
+                    beside OUT.xml, ".OUT.xml.journal". When the program was
+                    interrupted or killed, the same call takes those of files
+                    from there whose size, times and inode have not changed. The
+                    journal goes when OUT.xml is complete.
   --seal KEYFILE    OUT.xml is enciphered with the key in KEYFILE: 32 hexadecimal
                     digits on a line, as 'openssl rand -hex 16' prints them. No
-                    plain copy of it is ever on the disk. The other verbs read
-                    it with the same option.
+                    plain copy of it is ever on the disk, for which reason there
+                    is no --resume. The other verbs read it with the same option.
   -h, --help        prints this
   --                ends the options
 

@@ -67,6 +67,7 @@ const std::vector<OptionEntry>& AllOptions() {
     static const std::vector<OptionEntry> options = {
         {"--digest", nullptr, Bit(Verb::Create) | Bit(Verb::Verify)},
         {"--encoding", "a name", Bit(Verb::Create)},
+        {"--resume", nullptr, Bit(Verb::Create)},
         {"--seal", "a file with a key", Bit(Verb::Create) | readers},
     };
     return options;
@@ -195,7 +196,16 @@ Options ParseOptions(const std::vector<std::string>& arguments) {
     }
     options.digest = sorted.Has("--digest");
     options.encoding = sorted.ValueOf("--encoding").value_or(options.encoding);
+    options.resume = sorted.Has("--resume");
     options.seal = sorted.ValueOf("--seal");
+    if (options.resume && !options.digest) {
+        throw Failure("--resume goes with --digest, and saves nothing else");
+    }
+    if (options.resume && options.seal) {
+        throw Failure(
+            "--resume does not go with --seal, since it would keep plain names "
+            "and digests in a file");
+    }
     return options;
 }
 

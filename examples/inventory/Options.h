@@ -19,6 +19,7 @@ struct Options {
     std::string target;  // For Verb::Copy: the folder of the copies.
     std::string encoding = "UTF-8";
     bool digest = false;              // Digests are computed, or compared.
+    bool resume = false;              // Digests are kept in a journal.
     std::optional<std::string> seal;  // The file with the key.
 };
 

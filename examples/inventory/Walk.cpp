@@ -43,6 +43,13 @@ long long Milliseconds(const timespec& time) {
         static_cast<unsigned long long>(time.tv_nsec / 1000000));
 }
 
+// Wraps as well; times that are equal stay so.
+long long Nanoseconds(const timespec& time) {
+    return static_cast<long long>(
+        static_cast<unsigned long long>(time.tv_sec) * 1000000000 +
+        static_cast<unsigned long long>(time.tv_nsec));
+}
+
 // Rounds down, also before 1970.
 long long WholeSeconds(long long milliseconds) {
     const long long part = milliseconds % 1000;
@@ -80,6 +87,8 @@ Entry Describe(const std::string& folder, const std::string& name,
         return entry;
     }
     entry.id = IdOf(own);
+    entry.modifiedExactly = Nanoseconds(ModifiedTime(own));
+    entry.changedExactly = Nanoseconds(ChangedTime(own));
     if (S_ISLNK(own.st_mode)) {
         std::error_code error;
         entry.target = std::filesystem::read_symlink(path, error).native();
