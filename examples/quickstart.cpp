@@ -24,3 +24,6 @@ int main() {
     reader.Close();
     Novu::BasesRelease();
 }
+
+// Prints:
+//   Hello from libNovu-Bases.

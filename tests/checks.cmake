@@ -40,9 +40,10 @@ if(Python3_Interpreter_FOUND)
     )
 endif()
 
-# The programs that the pages show, by what they print
+# The examples, by what they print. They are run in the locale "C", and so say
+# the same to whoever runs the tests.
 
-# novu_example(NAME PROGRAM target PRINTS lines [ARGUMENTS argument...])
+# novu_example(NAME PROGRAM target PRINTS file-or-lines [ARGUMENTS argument...])
 function(novu_example name)
     cmake_parse_arguments(arg "" "PROGRAM;PRINTS" "ARGUMENTS" ${ARGN})
     set(directory ${CMAKE_CURRENT_BINARY_DIR}/${name})
@@ -56,15 +57,24 @@ function(novu_example name)
             ${arg_ARGUMENTS}
         WORKING_DIRECTORY ${directory}
     )
-    set_tests_properties(${name} PROPERTIES TIMEOUT ${NOVU_TEST_DEADLINE})
+    set_tests_properties(
+        ${name}
+        PROPERTIES
+            ENVIRONMENT LC_ALL=C
+            LABELS example
+            TIMEOUT ${NOVU_TEST_DEADLINE}
+    )
 endfunction()
 
 if(NOVU_BUILD_EXAMPLES)
-    novu_example(
-        quickstart
-        PROGRAM quickstart
-        PRINTS "Hello from libNovu-Bases."
-    )
+    get_property(examples GLOBAL PROPERTY NOVU_EXAMPLES)
+    foreach(example IN LISTS examples)
+        novu_example(
+            example-${example}
+            PROGRAM ${example}Example
+            PRINTS ${PROJECT_SOURCE_DIR}/examples/${example}.cpp
+        )
+    endforeach()
 
     # An entry without a status among others, and alone, where FindFirst fails.
     set(among ${CMAKE_CURRENT_BINARY_DIR}/entries/among)
@@ -78,14 +88,14 @@ if(NOVU_BUILD_EXAMPLES)
         file(CREATE_LINK nowhere ${folder}/dangling SYMBOLIC)
     endforeach()
     novu_example(
-        every_entry-among
-        PROGRAM every_entry
+        example-every_entry-among
+        PROGRAM every_entryExample
         ARGUMENTS ${among}
         PRINTS "a,b,c,dangling"
     )
     novu_example(
-        every_entry-alone
-        PROGRAM every_entry
+        example-every_entry-alone
+        PROGRAM every_entryExample
         ARGUMENTS ${alone}
         PRINTS "dangling"
     )
