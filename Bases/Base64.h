@@ -6,6 +6,7 @@
 // Errors   Results only, as each call says.
 // Threads  Any; an object has no state. While one thread writes to
 //          s_szBase64Alphabet, no other may encode or decode.
+// See      docs/surprises.md, "Base64", for what is By design.
 
 #ifndef NOVU_BASES_BASE64_H_
 #define NOVU_BASES_BASE64_H_
@@ -16,6 +17,17 @@
 
 namespace Novu {
 
+/// Encodes and decodes. An object has no state, so one serves for everything.
+///
+/// Example (examples/Base64.cpp):
+///
+///     Novu::Base64 base64;
+///     std::string text;
+///     if (base64.Encode(data.data(), data.size(), text) != 1) {
+///         return 1;
+///     }
+///     std::vector<char> out(text.size() + 1);  // All of them are written.
+///     const unsigned long count = base64.Decode(text.c_str(), out.data());
 class NOVU_API Base64 {
 public:
     /// The 64 characters for the values 0 to 63, then a terminating zero.

@@ -2,6 +2,16 @@
 //
 // Errors   BasesInit lets the exception of an unknown locale pass.
 // Threads  Both calls belong to the time when the host has one thread.
+// See      docs/surprises.md, "Start-up", for what is By design.
+//
+// Example (examples/Bases.cpp):
+//
+//     try {
+//         Novu::BasesInit();  // Once, before threads are started.
+//     } catch (const std::runtime_error&) {
+//         std::cerr << "LC_ALL or LANG names a locale that is not installed\n";
+//         return 1;
+//     }
 
 #ifndef NOVU_BASES_BASES_H_
 #define NOVU_BASES_BASES_H_

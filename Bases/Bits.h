@@ -8,6 +8,7 @@
 // Errors   Results only: 1 for done, 0 for refused with the set unchanged, also
 //          where an operator new[] of the host's answers null.
 // Threads  One thread at a time for each object; nothing is locked.
+// See      docs/surprises.md, "Bit set", for what is By design.
 
 #ifndef NOVU_BASES_BITS_H_
 #define NOVU_BASES_BITS_H_
@@ -18,6 +19,15 @@
 
 namespace Novu {
 
+/// A set of bits. It is a value: a copy has bytes of its own.
+///
+/// Example (examples/Bits.cpp):
+///
+///     Novu::Bits open(7);  // The days of a week from Sunday on, all 0.
+///     for (unsigned long day = 1; day <= 5; ++day) {
+///         open.Set(day);
+///     }
+///     std::cout << open.ToString() << ", " << open.GetSetCount() << " days\n";
 class NOVU_API Bits {
 public:
     /// The bytes that so many bits take.

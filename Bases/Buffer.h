@@ -4,9 +4,9 @@
 // Shape    One block from new[], or none. Bytes [0, size) of it are in use.
 // Units    Every size is in bytes. The capacity is called "max size".
 // Errors   Results only: 1 for done, 0 for refused with the buffer unchanged,
-// also
-//          where an operator new[] of the host's answers null.
+//          also where an operator new[] of the host's answers null.
 // Threads  One thread at a time for each object; nothing is locked.
+// See      docs/surprises.md, "Byte buffer", for what is By design.
 
 #ifndef NOVU_BASES_BUFFER_H_
 #define NOVU_BASES_BUFFER_H_
@@ -18,6 +18,16 @@ namespace Novu {
 /// By design [buffer-1]: nothing stops a copy from compiling, and a copy shares
 /// the block, which both then release. Do not copy; hand the block on with
 /// `Fetch` and `SetBuffer`.
+///
+/// Example (examples/Buffer.cpp):
+///
+///     // Whole messages leave at the front.
+///     while (received.GetSize() > received.GetBuffer()[0]) {
+///         const unsigned char* const front = received.GetBuffer();
+///         const unsigned long length = front[0];
+///         std::cout << std::string(front + 1, front + 1 + length) << '\n';
+///         received.Shift(1 + length);
+///     }
 class NOVU_API SerialBuffer {
 public:
     SerialBuffer();                            ///< Empty: no block.

@@ -6,6 +6,7 @@
 // Errors   Results only: 1 for done, 0 for refused with the out-arguments
 //          untouched, but where a class says otherwise, and nothing allocated.
 // Threads  As each class says. Different objects are independent.
+// See      docs/surprises.md, "Ciphers and digests", for what is By design.
 //
 // A caller makes an object with CreateCrypto, gives a keyed one exactly
 // GetUserSecretKeySize() bytes of key, calls Encrypt and Decrypt as often as it
@@ -18,6 +19,18 @@
 
 namespace Novu {
 
+/// A transform of byte strings: a cipher, or a digest.
+///
+/// Example (examples/Crypto.cpp):
+///
+///     const bool done =
+///         crypto->Encrypt(reinterpret_cast<unsigned char*>(input.data()),
+///                         input.size(), consumed, output, size) == 1;
+///     if (done) {
+///         std::cout << consumed << " bytes in, " << size << " bytes out\n";
+///         delete[] output;  // It is the caller's.
+///     }
+///     Novu::DestroyCrypto(crypto);
 class NOVU_API Crypto {
 public:
     enum Type : unsigned int {
@@ -55,6 +68,13 @@ public:
 /// A new object of that type, after its `Create`. Null for any other value of
 /// `type`, and where `Create` answers 0. Release it with `DestroyCrypto`, or
 /// with delete, which does not call `Destroy`.
+///
+/// Example (examples/Crypto.cpp):
+///
+///     Novu::Crypto* crypto = Novu::CreateCrypto(type);
+///     if (crypto == nullptr) {
+///         return false;
+///     }
 NOVU_API Crypto* CreateCrypto(const Crypto::Type& type);
 
 /// Calls `Destroy`, releases the storage with operator delete, and makes the

@@ -10,6 +10,7 @@
 //          those on other processors, and single blocks (Bases/Seed.h) go
 //          through tables, by bytes of both, and programs that share the
 //          processor can watch that.
+// See      docs/surprises.md, "Ciphers and digests", for what is By design.
 //
 // The order of bytes in words is the host's: see [seed-1] in Bases/Seed.h.
 //
@@ -27,6 +28,17 @@
 
 namespace Novu {
 
+/// SEED as a `Crypto`, for messages of any length.
+///
+/// Example (examples/CryptoBlockCipherSeed.cpp):
+///
+///     unsigned long filled = 0;
+///     if (seed.Decrypt(secret.get(), size, consumed, output, filled) != 1) {
+///         return 1;
+///     }
+///     const std::unique_ptr<unsigned char[]> plain(output);
+///     // The zeros that filled the last block are still there: cut them off.
+///     const std::string back(plain.get(), plain.get() + length);
 class NOVU_API CryptoBlockCipherSeed : public Crypto {
 public:
     CryptoBlockCipherSeed();  ///< Without defined round keys: call `Create`.

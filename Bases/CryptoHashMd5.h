@@ -6,6 +6,7 @@
 //          input that wait. Words are 32 bits in the host's byte order.
 // Errors   None but as each call says; pointers are not checked.
 // Threads  Any; an object has no state. One thread at a time for a context.
+// See      docs/surprises.md, "Ciphers and digests", for what is By design.
 //
 // MD5 is broken: fit for finding accidents and duplicates, not for security.
 
@@ -19,6 +20,18 @@
 
 namespace Novu {
 
+/// MD5 as a `Crypto`, and by functions of its own, which need no `Create`.
+///
+/// Example (examples/CryptoHashMd5.cpp):
+///
+///     char context[88];  // The caller's: it holds all that there is.
+///     md5.MD5Init(&context);
+///     for (const std::string piece : {"a", "b", "c"}) {
+///         md5.MD5Update(&context, piece.data(), piece.size());
+///     }
+///     Novu::CryptoHashMd5::MD5Digest_struct digest;
+///     md5.MD5Final(&digest, &context);
+///     std::cout << md5.MD5DigestToBase16(digest) << '\n';
 class NOVU_API CryptoHashMd5 : public Crypto {
 public:
     /// In the order in which digests are printed.

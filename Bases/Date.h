@@ -14,9 +14,16 @@
 // Units    Years as written (2024), months 1 to 12, days of the month from 1.
 // Errors   Counting answers 0, stepping answers false and leaves its arguments.
 // Threads  Any; nothing is shared, and no clock is read.
+// See      docs/surprises.md, "Calendar", for what is By design.
 //
 // Every call takes the same time for every year; counts are modulo 2 to the
 // power 64.
+//
+// Example (examples/Date.cpp):
+//
+//     // Both days are counted, so the difference is one less.
+//     const unsigned long days = Novu::GetDays(year, month, day, 2024, 12, 25);
+//     std::cout << days - 1 << " days to Christmas\n";
 
 #ifndef NOVU_BASES_DATE_H_
 #define NOVU_BASES_DATE_H_

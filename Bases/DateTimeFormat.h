@@ -16,6 +16,7 @@
 //          are when memory runs out. A time value that cannot be converted is
 //          shown as a record of zeros.
 // Threads  Any; nothing is shared but the process's time zone.
+// See      docs/surprises.md, "Dates as text", for what is By design.
 //
 // Numbers are padded with zeros; a sign takes the place of a digit.
 //
@@ -26,6 +27,18 @@
 // By design [datetimeformat-4]: of the calls that take a time value, those with
 // a std::string, and every Local one, show local time; GetDateTimeFormat into a
 // buffer shows UTC.
+//
+// Example (examples/DateTimeFormat.cpp):
+//
+//     // A record says plainly which time is meant.
+//     Novu::SysTime utc;
+//     if (!Novu::TimeToSysTime(value, utc)) {
+//         return 1;
+//     }
+//     std::string text;
+//     if (!Novu::GetDateTimeFormat(text, "yyyy-MM-dd HH:mm:ss.fff", utc)) {
+//         return 1;
+//     }
 
 #ifndef NOVU_BASES_DATETIMEFORMAT_H_
 #define NOVU_BASES_DATETIMEFORMAT_H_

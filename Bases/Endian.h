@@ -11,6 +11,7 @@
 //   letoh16  letoh32  letoh64             little-endian to host order
 //
 // Threads  Any; nothing is shared.
+// See      docs/surprises.md, "Byte order", for what is By design.
 //
 // The host's order is found by looking at a stored integer, not by a setting of
 // the build.
@@ -18,6 +19,14 @@
 // By design [endian-1]: the 32-bit functions take and give 64 bits. Where they
 // reverse, the upper half of the argument is dropped; where the order is
 // already right, the argument comes back whole, upper half included.
+//
+// Example (examples/Endian.cpp):
+//
+//     // A length of 8 bytes, the highest first, into a message.
+//     const unsigned long long length = 1000;
+//     const unsigned long long wire = Novu::Endian::tobe64(length);
+//     unsigned char message[sizeof(wire)];
+//     std::memcpy(message, &wire, sizeof(wire));
 
 #ifndef NOVU_BASES_ENDIAN_H_
 #define NOVU_BASES_ENDIAN_H_

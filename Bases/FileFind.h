@@ -6,6 +6,7 @@
 //          bytes.
 // Errors   Results only: false, 0 or null; errno is left as the system set it.
 // Threads  One thread at a time for each object.
+// See      docs/surprises.md, "Directory enumeration", for what is By design.
 //
 // By design [filefind-1]: directory and name are joined with nothing between
 // them, so the directory must end in "/". FindFirst("/tmp", "") looks for
@@ -36,6 +37,17 @@ namespace Novu {
 
 /// One enumeration at a time: idle, or with a stream open. Queries answer for
 /// the current entry, and 0 or null when idle.
+///
+/// Example (examples/FileFind.cpp):
+///
+///     Novu::FileFind find;
+///     for (bool known = find.FindFirst(folder, ""); known;
+///          known = find.FindNext()) {
+///         const std::string name = find.GetFileName();
+///         if (name != "." && name != ".." && find.GetFileType() == 2) {
+///             sizes[name] = find.GetFileSize();
+///         }
+///     }
 class NOVU_API FileFind {
 public:
     FileFind();  ///< Idle.

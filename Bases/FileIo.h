@@ -5,6 +5,7 @@
 //          as the system set it. A count of 0 from Read is the end of the file
 //          or a failure.
 // Threads  One thread at a time for each object.
+// See      docs/surprises.md, "Files", for what is By design.
 
 #ifndef NOVU_BASES_FILEIO_H_
 #define NOVU_BASES_FILEIO_H_
@@ -16,6 +17,17 @@
 namespace Novu {
 
 /// Closed, or open on one descriptor.
+///
+/// Example (examples/FileIo.cpp):
+///
+///     Novu::FileIo file;
+///     if (!file.Open(path, kRead, 0, kExisting)) {
+///         return false;
+///     }
+///     char piece[4096];
+///     while (const unsigned int count = file.Read(piece, sizeof(piece))) {
+///         text.append(piece, count);
+///     }
 class NOVU_API FileIo {
 public:
     static const int InvalidFileIoHandle = -1;  ///< The descriptor when closed.

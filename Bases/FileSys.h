@@ -13,6 +13,16 @@
 // Errors   False or null, with outputs untouched and errno as the system left
 //          it. What was done before a failure is not undone.
 // Threads  Any; nothing is shared but the file system.
+// See      docs/surprises.md, "File system", for what is By design.
+//
+// Example (examples/FileSys.cpp):
+//
+//     // Level 1: every folder of the path that is missing.
+//     if (!FileSys::CreateDirLevel(folder + "/backup/", 1, 1) ||
+//         !FileSys::CopyFile(from, to) ||  // Refused where there is one.
+//         std::filesystem::file_size(from) != std::filesystem::file_size(to)) {
+//         return false;  // A full disk is seen by the sizes alone.
+//     }
 
 #ifndef NOVU_BASES_FILESYS_H_
 #define NOVU_BASES_FILESYS_H_

@@ -4,6 +4,7 @@
 //          gives the first two hexadecimal digits. All zero is the nil value.
 // Errors   Results only, but FromString lets its parser's exception pass.
 // Threads  One thread at a time for each object; Generate shares nothing.
+// See      docs/surprises.md, "Identifiers", for what is By design.
 
 #ifndef NOVU_BASES_GUID_H_
 #define NOVU_BASES_GUID_H_
@@ -15,6 +16,14 @@
 namespace Novu {
 
 /// Trivially copyable; a new one is nil.
+///
+/// Example (examples/Guid.cpp):
+///
+///     Novu::Guid id;  // Nil.
+///     if (!id.Generate() || id.None()) {
+///         return 1;
+///     }
+///     const std::string text = id.ToString(1);  // 0 would cut two digits off.
 class NOVU_API Guid {
 public:
     /// Draws a random identifier of version 4 (RFC 4122) and answers true;
@@ -68,6 +77,14 @@ public:
     /// ignored.
     /// By design [guid-6]: any other text, an empty one through this overload
     /// included, throws `std::runtime_error` "invalid uuid string".
+    ///
+    /// Example (examples/Guid.cpp):
+    ///
+    ///     try {
+    ///         return text.size() == 36 && id.FromString(text);
+    ///     } catch (const std::runtime_error&) {
+    ///         return false;
+    ///     }
     bool FromString(const char* text);
 
     /// The same. By design [guid-6]: an empty string answers false and throws

@@ -1,4 +1,6 @@
 // MemPool: a name of the interface, with no pool behind it.
+//
+// See      docs/surprises.md, "Empty classes", for what is By design.
 
 #ifndef NOVU_BASES_MEMPOOL_H_
 #define NOVU_BASES_MEMPOOL_H_

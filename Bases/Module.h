@@ -5,6 +5,16 @@
 // Units    `size` is the room in bytes, the terminating zero counted.
 // Errors   Results only; errno is left as the system set it.
 // Threads  Any; nothing is shared.
+// See      docs/surprises.md, "Processes", for what is By design.
+//
+// Example (examples/Module.cpp):
+//
+//     // The folder of the program, whoever asks.
+//     std::string folder;
+//     Novu::GetModuleDir(folder);
+//     if (folder.empty()) {
+//         return 1;
+//     }
 
 #ifndef NOVU_BASES_MODULE_H_
 #define NOVU_BASES_MODULE_H_

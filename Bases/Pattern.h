@@ -2,6 +2,7 @@
 //
 // Errors   None; what a command throws passes.
 // Threads  One thread at a time for each object.
+// See      docs/surprises.md, "Commands", for what is By design.
 
 #ifndef NOVU_BASES_PATTERN_H_
 #define NOVU_BASES_PATTERN_H_
@@ -13,6 +14,18 @@
 namespace Novu {
 
 /// Something that can be done.
+///
+/// Example (examples/Pattern.cpp):
+///
+///     class Say : public Novu::Command {
+///     public:
+///         explicit Say(std::string newText) : text(std::move(newText)) {}
+///
+///         void Execute() override { std::cout << text << '\n'; }
+///
+///     private:
+///         std::string text;
+///     };
 class NOVU_API Command {
 public:
     virtual ~Command();
@@ -23,6 +36,14 @@ public:
 /// Commands that are done one after the other, in the order in which they were
 /// added. One of them may be a `MacroCommand` itself, whose commands then run
 /// in its place.
+///
+/// Example (examples/Pattern.cpp):
+///
+///     Novu::MacroCommand talk;
+///     talk.Add(new Say("Hello."));  // Owned by the list from now on.
+///     talk.Add(new Say("How do you do?"));
+///     talk.Add(parting.release());  // A list can be in a list.
+///     talk.Execute();
 class NOVU_API MacroCommand : public Command {
 public:
     MacroCommand();  ///< Without commands.

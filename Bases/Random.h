@@ -1,4 +1,6 @@
 // Random: a name of the interface, with no generator behind it.
+//
+// See      docs/surprises.md, "Empty classes", for what is By design.
 
 #ifndef NOVU_BASES_RANDOM_H_
 #define NOVU_BASES_RANDOM_H_

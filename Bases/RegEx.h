@@ -1,4 +1,6 @@
 // RegEx: a name of the interface, with no matcher behind it.
+//
+// See      docs/surprises.md, "Empty classes", for what is By design.
 
 #ifndef NOVU_BASES_REGEX_H_
 #define NOVU_BASES_REGEX_H_

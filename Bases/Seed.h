@@ -6,6 +6,7 @@
 // Threads  Any; nothing is shared. Calls may share a table, but no block.
 // Timing   Blocks are looked up in tables by their bytes: see
 //          Bases/CryptoBlockCipherSeed.h, which has ways without.
+// See      docs/surprises.md, "Ciphers and digests", for what is By design.
 //
 // By design [seed-1]: words are read from and written to memory in the host's
 // byte order. On x86-64 that is not the order of RFC 4269, so the RFC's vectors
@@ -14,6 +15,14 @@
 //
 // By design [seed-2]: the key schedule takes the table first, the block
 // functions take it second.
+//
+// Example (examples/Seed.cpp):
+//
+//     ReverseWords(key);
+//     SeedRoundKey(roundKeys, key);  // The table is first here,
+//     ReverseWords(block);
+//     SeedEncrypt(block, roundKeys);  // and second here.
+//     ReverseWords(block);
 
 #ifndef NOVU_BASES_SEED_H_
 #define NOVU_BASES_SEED_H_

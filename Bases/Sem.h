@@ -10,6 +10,7 @@
 // Threads  Any may wait, post, set and reset at once. Create, Destroy, Close
 //          and destruction are for when no other thread's call is under way; a
 //          wait may return before the post or set that ended it.
+// See      docs/surprises.md, "Semaphores and events", for what is By design.
 //
 // A wait that sleeps is a cancellation point: a forced stop of a thread
 // (Thread.h) ends it.
@@ -47,6 +48,15 @@ namespace Novu {
 /// @warning By design [sem-4]: `Destroy` and the destructor remove a name for
 /// everyone, whoever made it. They never close the system's semaphore: a
 /// process that makes some 65,000 of them has no mappings left.
+///
+/// Example (examples/Sem.cpp):
+///
+///     Novu::NovuSemaphore places;  // Named: a post is kept until it is taken.
+///     const auto two = static_cast<Novu::NovuSemaphore::SemInitState>(2);
+///     if (places.Create(two, name.c_str(), 0) != 1) {
+///         return false;
+///     }
+///     const bool both = places.Wait(0) == 1 && places.Wait(0) == 1;
 class NOVU_API NovuSemaphore {
 public:
     /// The initial count; any other number may be cast to it.
@@ -116,6 +126,11 @@ private:
 ///
 /// By design [sem-11]: objects of one name share the system's count and not
 /// the flag: a `Set` lets one wait of the others through.
+///
+/// Example (examples/Sem.cpp):
+///
+///     Novu::NovuEvent ready;
+///     return ready.Create(0, 0, name) == 1 && ready.Set() == 1 ? 0 : 1;
 class NOVU_API NovuEvent {
 public:
     NovuEvent();  ///< Manual reset, not set, not opened.

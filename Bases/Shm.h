@@ -6,6 +6,7 @@
 // Errors   Results only; errno is left as the system set it.
 // Threads  One thread at a time for each object. The contents of a segment are
 //          its users' concern.
+// See      docs/surprises.md, "Shared memory", for what is By design.
 
 #ifndef NOVU_BASES_SHM_H_
 #define NOVU_BASES_SHM_H_
@@ -33,6 +34,14 @@ namespace Novu {
 /// @warning By design [shm-7]: names with one key are one segment, which the
 /// `Close` of a stranger can remove. A name whose key is 0 makes a segment that
 /// nobody else can open.
+///
+/// Example (examples/Shm.cpp):
+///
+///     Novu::Shm shared;
+///     if (!Make(name, 4096) || !shared.Open(name.c_str(), 0)) {
+///         return 1;
+///     }
+///     unsigned char* const memory = shared.Map();
 class NOVU_API Shm {
 public:
     Shm();  ///< Holds none.

@@ -3,13 +3,20 @@
 // Units    Room (`outSize`) in bytes, the terminating zero counted.
 // Errors   0, with nothing written, for a null `out` or an `outSize` of 0.
 // Threads  Any; fractions are printed in the notation of the C library's
-// locale.
+//          locale.
+// See      docs/surprises.md, "Sizes", for what is By design.
 //
 // By design [size-1]: one comma is inserted and no more, whatever the length:
 // in front of the last three characters, or of the last two before the first
 // '.', a sign counted like a digit: "1234567,890", "12,34.500000", ",123",
 // "-,123". Where there are not so many characters, there is no comma. In a
 // locale with a decimal comma there is no '.': "1234,500,000".
+//
+// Example (examples/Size.cpp):
+//
+//     double value = 0;
+//     const unsigned long unit = Novu::GetSizeUnit(size, value);
+//     std::cout << value << ' ' << kUnits[unit] << '\n';
 
 #ifndef NOVU_BASES_SIZE_H_
 #define NOVU_BASES_SIZE_H_

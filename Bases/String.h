@@ -11,6 +11,7 @@
 //          characters, "tcs" is std::string.
 // Errors   std::runtime_error with the messages given below, and no result.
 // Threads  Any; but the C locale must not change while a "utf8" function runs.
+// See      docs/surprises.md, "Text encodings", for what is By design.
 //
 // A locale argument selects that locale's
 // std::codecvt<wchar_t, char, std::mbstate_t>; the default is the global one,
@@ -24,6 +25,13 @@
 // By design [string-2]: the "utf8" functions ask the C library (mbstowcs,
 // wcstombs), and so speak UTF-8 only where the process's C locale does. What
 // they make of surrogates and overlong forms is the C library's answer.
+//
+// Example (examples/String.cpp):
+//
+//     // mbs_ with this locale, and not utf8_, which asks the C library's.
+//     const std::locale utf8("C.UTF-8");
+//     const std::wstring wide = Novu::mbs_to_wcs(text, utf8);
+//     std::cout << text.size() << " bytes, " << wide.size() << " characters\n";
 
 #ifndef NOVU_BASES_STRING_H_
 #define NOVU_BASES_STRING_H_

@@ -1,4 +1,6 @@
 // TextFileIo: a name of the interface, with no file behind it.
+//
+// See      docs/surprises.md, "Empty classes", for what is By design.
 
 #ifndef NOVU_BASES_TEXTFILEIO_H_
 #define NOVU_BASES_TEXTFILEIO_H_

@@ -1,12 +1,5 @@
 // Thread: one thread of the system, started and stopped by its owner.
 //
-//   class Worker : public Novu::Thread {
-//       int OnThreadEntry() override {
-//           while (IsStopThread(0) == 0) { ... }
-//           return 0;
-//       }
-//   };
-//
 // Units    Timeouts are milliseconds: 0xFFFFFFFF waits without limit, 0 only
 //          looks.
 // Errors   Results only: 1 for done or true, 0 for failed or false.
@@ -15,6 +8,7 @@
 //          for any thread, from StartThread's return until StopThread's
 //          beginning; the body may call IsStopThread and GetStopThreadEvent at
 //          any time.
+// See      docs/surprises.md, "Threads", for what is By design.
 
 #ifndef NOVU_BASES_THREAD_H_
 #define NOVU_BASES_THREAD_H_
@@ -30,6 +24,15 @@ class Thread;
 
 /// What a thread does, for those who do not derive from `Thread`. Each is given
 /// the thread that calls it.
+///
+/// Example (examples/Thread.cpp):
+///
+///     Greeter greeter;
+///     Novu::Thread thread;
+///     thread.SetThreadHandler(&greeter);
+///     if (thread.StartThread(0) != 1) {
+///         return 1;
+///     }
 class NOVU_API ThreadHandler {
 public:
     /// Called on the thread that starts `thread`, before it runs; 0 cancels the
@@ -49,6 +52,15 @@ protected:
 /// body has returned is running until `StopThread`.
 ///
 /// By design [thread-2]: an exception that leaves the body ends the process.
+///
+/// Example (examples/Thread.cpp):
+///
+///     int OnThreadEntry() override {
+///         do {
+///             ++rounds;
+///         } while (IsStopThread(10) == 0);  // Asked to stop within 10 ms?
+///         return 0;
+///     }
 class NOVU_API Thread {
 public:
     Thread();  ///< Not running, without a handler.
@@ -103,6 +115,13 @@ public:
     /// which does not happen on Linux, this and every later start answers 0. By
     /// design [thread-7]: takes 100 microseconds more than it would, in which
     /// the thread begins.
+    ///
+    /// Example (examples/Thread.cpp):
+    ///
+    ///     if (worker.StartThread(0) != 1) {
+    ///         return 1;
+    ///     }
+    ///     worker.StopThread(0xFFFFFFFF, 0);  // Until the round ends.
     int StartThread(int suspended);
 
     int IsThreadRunning() const;

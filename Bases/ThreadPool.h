@@ -1,12 +1,8 @@
 // ThreadPool: one worker thread that runs tasks in the order of their posting.
 //
-//   Novu::ThreadTaskPool pool;
-//   pool.StartThread(0);
-//   pool.Post([] { ... });
-//   pool.StopThread(0xFFFFFFFF, 0);
-//
 // Errors   None are reported.
 // Threads  Any may post. The rest is the owner's, as with every Thread.
+// See      docs/surprises.md, "Task pool", for what is By design.
 //
 // By design [threadpool-1]: there is one worker, however many tasks wait.
 
@@ -24,6 +20,13 @@ namespace Novu {
 
 /// The worker is started by `StartThread`, and may be started again after it
 /// was stopped. Tasks that are posted while it does not run wait for it.
+///
+/// Example (examples/ThreadPool.cpp):
+///
+///     // A stop drops the tasks that wait: the last one says when it is time.
+///     pool.Post([&done] { done.Set(); });
+///     const bool finished = done.Wait(30000) == 1;
+///     pool.StopThread(0xFFFFFFFF, 0);
 class NOVU_API ThreadTaskPool : public Thread {
 public:
     ThreadTaskPool();  ///< Without tasks; the worker does not run.

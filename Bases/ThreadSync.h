@@ -6,6 +6,7 @@
 // Threads  Any may lock and unlock, set, reset and wait at once. Making,
 //          Create, Open, Close and destruction are for when nobody else uses
 //          the object.
+// See      docs/surprises.md, "Locks", for what is By design.
 
 #ifndef NOVU_BASES_THREADSYNC_H_
 #define NOVU_BASES_THREADSYNC_H_
@@ -26,6 +27,11 @@ class NovuSemaphore;
 ///
 /// To wait here is no cancellation point: a thread that is forced to stop
 /// (Thread.h) while it waits stops once it has the lock.
+///
+/// Example (examples/ThreadSync.cpp):
+///
+///     Novu::Cs lock;
+///     int balance = 0;  // Under lock.
 class NOVU_API Cs {
 public:
     Cs();
@@ -44,6 +50,13 @@ private:
 };
 
 /// Has a `Cs` locked for a scope.
+///
+/// Example (examples/ThreadSync.cpp):
+///
+///     void Pay(int amount) {
+///         const Novu::CsLocker locker(lock);  // Until the end of the scope.
+///         balance += amount;
+///     }
 class NOVU_API CsLocker {
 public:
     CsLocker(const Cs& toLock);
@@ -67,6 +80,15 @@ private:
 /// @warning By design [threadsync-2]: without a name, `Unlock` lets in all who
 /// wait, and where nobody does, nothing is given back: the next `Lock` waits
 /// for another `Unlock`. Use `Cs` within a process.
+///
+/// Example (examples/ThreadSync.cpp):
+///
+///     // With a name; one without does not open again.
+///     const std::string name = "/novu-example-" + std::to_string(getpid());
+///     Novu::Mutex mutex;
+///     if (mutex.Create(name.c_str()) != 1) {
+///         return 1;
+///     }
 class NOVU_API Mutex {
 public:
     Mutex();                  ///< Not created.
@@ -103,6 +125,11 @@ private:
 /// Waits for a `Mutex` without limit, and unlocks it at the end of the scope.
 /// By design [threadsync-4]: it also does the latter where the wait failed, as
 /// it does on a mutex that is not created.
+///
+/// Example (examples/ThreadSync.cpp):
+///
+///     const Novu::MutexLocker locker(mutex);
+///     return mutex.Lock(0) == 0 ? 0 : 1;  // Taken, by this very thread, too.
 class NOVU_API MutexLocker {
 public:
     MutexLocker(Mutex& toLock);
@@ -117,6 +144,13 @@ private:
 };
 
 /// A `NovuEvent` (Sem.h, which has the rules), under a public name.
+///
+/// Example (examples/ThreadSync.cpp):
+///
+///     Novu::Event paid;
+///     if (paid.Create(1, 0, nullptr) != 1 || paid.Wait(10) != 0) {
+///         return 1;  // Nobody has set it: the wait was in vain.
+///     }
 class NOVU_API Event {
 public:
     Event();  ///< Manual reset, not set, not opened.

@@ -6,9 +6,18 @@
 // Errors   Results only; false or 0, with errno as the system left it. Outputs
 //          are untouched then unless a call says otherwise.
 // Threads  Any; nothing is shared but the process's time zone and the clock.
+// See      docs/surprises.md, "Clock and time values", for what is By design.
 //
 // Local time is that of the process's time zone (TZ); a host that changes TZ
 // calls tzset. A result that does not fit 64 bits wraps.
+//
+// Example (examples/Time.cpp):
+//
+//     const long long value = 1710000000123;
+//     Novu::SysTime utc;
+//     if (!Novu::TimeToSysTime(value, utc)) {
+//         return 1;
+//     }
 
 #ifndef NOVU_BASES_TIME_H_
 #define NOVU_BASES_TIME_H_
@@ -41,6 +50,15 @@ struct SysTime {
 /// By design [time-7]: weeks are the rows of a calendar that begins on Sunday.
 /// Only for Sundays is the day of week n the n-th one: Saturday 2 March 2024,
 /// the first, is in week 2.
+///
+/// Example (examples/Time.cpp):
+///
+///     Novu::TimeZone zone = {};
+///     zone.daylightBias = -60;
+///     zone.daylightDate.month = 3;
+///     zone.daylightDate.day = 5;  // The last week; dayOfWeek 0 is Sunday.
+///     zone.standardDate.month = 10;
+///     zone.standardDate.day = 5;
 struct TimeZone {
     int bias;  ///< From UTC.
     char standardName[64];
@@ -70,6 +88,15 @@ NOVU_API bool TimeToLocalSysTime(const long long& t, SysTime& st);
 /// By design [time-1]: the year and the month go to `mktime` as they are, and
 /// so are read as years since 1900 and months since January: 15 January 2024 is
 /// taken for 15 February 3924. And what `TimeToSysTime` fills in is UTC.
+///
+/// Example (examples/Time.cpp):
+///
+///     local.year = static_cast<short>(local.year - 1900);
+///     local.month = static_cast<short>(local.month - 1);
+///     long long back = 0;
+///     if (!Novu::LocalSysTimeToTime(local, back)) {
+///         return 1;
+///     }
 NOVU_API bool SysTimeToTime(const SysTime& st, long long& t);
 NOVU_API bool LocalSysTimeToTime(const SysTime& st, long long& t);  ///< Same.
 

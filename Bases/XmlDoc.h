@@ -9,6 +9,7 @@
 // Threads  One thread at a time for each object.
 // Speed    Text that the conversion would only copy is not converted: ASCII in
 //          nearly all encodings, and all of UTF-8 where both sides are that.
+// See      docs/surprises.md, "XML", for what is By design.
 //
 // By design [xml-1]: libxml2 works in UTF-8 inside, and the conversions here go
 // between the C locale's character set and the document's. In a document that
@@ -44,6 +45,13 @@ class Guid;
 /// By design [xml-3]: a write whose text cannot be converted may leave
 /// ` name="` or `<!--` open in the document. Where texts come from outside, try
 /// them with `WriteElement` in a writer of no other use first.
+///
+/// Example (examples/XmlDoc.cpp):
+///
+///     bool good = writer.BeginDocument("UTF-8") == 1;
+///     good = good && writer.BeginElement("books") == 1;
+///     good = good && writer.BeginElement("book") == 1;
+///     good = good && writer.WriteAttribute("title", "Five & Ten") == 1;
 class NOVU_API XmlWriter {
 public:
     XmlWriter();
@@ -151,6 +159,17 @@ private:
 /// Loads one document at a time and walks it by handles. A handle lasts until
 /// `Close`, the next load or destruction. Navigation answers null, and every
 /// read 0, for a null handle.
+///
+/// Example (examples/XmlDoc.cpp):
+///
+///     auto* attribute = reader.GetFirstAttribute(book);
+///     while (attribute != nullptr) {
+///         if (reader.GetAttribute(attribute, name, value) != 1) {
+///             return false;
+///         }
+///         std::cout << name << " = " << value << '\n';
+///         attribute = reader.NextAttribute(attribute);
+///     }
 class NOVU_API XmlReader {
 public:
     class Element;    ///< Designates an element; never defined.

@@ -12,6 +12,7 @@
 // Errors   None are reported. The radix is not checked: outside 2 to 36 the
 //          result is undefined (debug builds assert).
 // Threads  Any; nothing is shared.
+// See      docs/surprises.md, "Integers to text", for what is By design.
 //
 // Every function writes to the start of `buffer` and answers `buffer`.
 //
@@ -26,6 +27,13 @@
 //
 // By design [tchar-3]: null buffers are answered with null by _ultoa and by
 // the wide functions. The other narrow functions must not be given one.
+//
+// Example (examples/tchar.cpp):
+//
+//     char text[65];  // Enough for 64 bits in any radix.
+//     std::cout << _itoa(-255, text, 10) << '\n';
+//     std::cout << _i64toa(1LL << 40, text, 36) << '\n';
+//     std::cout << _ui64toa(~0ULL, text, 2) << '\n';
 
 #ifndef NOVU_BASES_TCHAR_H_
 #define NOVU_BASES_TCHAR_H_

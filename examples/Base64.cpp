@@ -14,13 +14,13 @@ int main() {
     if (base64.Encode(data.data(), data.size(), text) != 1) {
         return 1;
     }
-    std::cout << text << '\n';
-
     std::vector<char> out(text.size() + 1);  // All of them are written.
     const unsigned long count = base64.Decode(text.c_str(), out.data());
     if (count == 0) {  // An empty text, or a foreign character in it.
         return 1;
     }
+    std::cout << text << '\n';
+
     const std::string decoded(out.data(), count);
     std::cout << count << " bytes, " << (decoded == data ? "the same" : "other")
               << '\n';

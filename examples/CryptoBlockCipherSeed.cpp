@@ -27,8 +27,8 @@ int main() {
     const std::unique_ptr<unsigned char[]> secret(output);
     const unsigned long length = message.size();  // Stored beside the secret.
 
-    unsigned long plainSize = 0;
-    if (seed.Decrypt(secret.get(), size, consumed, output, plainSize) != 1) {
+    unsigned long filled = 0;
+    if (seed.Decrypt(secret.get(), size, consumed, output, filled) != 1) {
         return 1;
     }
     const std::unique_ptr<unsigned char[]> plain(output);

@@ -13,11 +13,13 @@ int main() {
     if (!Novu::TimeToSysTime(value, utc)) {
         return 1;
     }
-    std::cout << Novu::GetDateTimeFormat("yyyy-MM-dd HH:mm:ss.fff", utc)
-              << '\n';
+    std::string text;
+    if (!Novu::GetDateTimeFormat(text, "yyyy-MM-dd HH:mm:ss.fff", utc)) {
+        return 1;
+    }
+    std::cout << text << '\n';
 
     // Local time of the process's zone, for people.
-    std::string text;
     if (!Novu::GetLocalDateTimeFormat(text, "d.M.yyyy, h:mm tt", value)) {
         return 1;
     }

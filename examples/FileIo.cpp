@@ -25,12 +25,12 @@ bool Save(const std::string& path, const std::string& text) {
 }
 
 bool ReadWhole(const std::string& path, std::string& text) {
+    text.clear();
     Novu::FileIo file;
     if (!file.Open(path, kRead, 0, kExisting)) {
         return false;
     }
     char piece[4096];
-    text.clear();
     while (const unsigned int count = file.Read(piece, sizeof(piece))) {
         text.append(piece, count);
     }

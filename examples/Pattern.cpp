@@ -22,15 +22,14 @@ private:
 }  // namespace
 
 int main() {
-    Novu::MacroCommand greeting;
-    greeting.Add(new Say("Hello."));  // Owned by the list from now on.
-    greeting.Add(new Say("How do you do?"));
-
     auto parting = std::make_unique<Novu::MacroCommand>();
     parting->Add(new Say("Good bye."));
-    greeting.Add(parting.release());  // A list can be in a list.
 
-    greeting.Execute();
+    Novu::MacroCommand talk;
+    talk.Add(new Say("Hello."));  // Owned by the list from now on.
+    talk.Add(new Say("How do you do?"));
+    talk.Add(parting.release());  // A list can be in a list.
+    talk.Execute();
 }
 
 // Prints:

@@ -13,9 +13,9 @@ namespace {
 const unsigned int kForever = 0xFFFFFFFF;  // With a name, a limit is not kept.
 
 // Both processes create the event, with the same reset, and one of them sets.
-int Tell(const std::string& name) {
+int Tell(const char* name) {
     Novu::NovuEvent ready;
-    return ready.Create(0, 0, name.c_str()) == 1 && ready.Set() == 1 ? 0 : 1;
+    return ready.Create(0, 0, name) == 1 && ready.Set() == 1 ? 0 : 1;
 }
 
 bool Listen(const std::string& name) {
@@ -25,7 +25,7 @@ bool Listen(const std::string& name) {
     }
     const pid_t other = fork();
     if (other == 0) {
-        _exit(Tell(name));
+        _exit(Tell(name.c_str()));
     }
     int status = 0;
     return other > 0 && ready.Wait(kForever) == 1 &&

@@ -38,7 +38,7 @@ int main() {
     if (worker.StartThread(0) != 1) {
         return 1;
     }
-    worker.StopThread(0xFFFFFFFF, 0);  // Waits for the end of the round.
+    worker.StopThread(0xFFFFFFFF, 0);  // Until the round ends.
     std::cout << (worker.rounds > 0 ? "worked" : "idle") << '\n';
 
     Greeter greeter;

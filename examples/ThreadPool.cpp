@@ -25,7 +25,7 @@ int main() {
         });
     }
 
-    // A stop drops the tasks that wait, so the last one says when it is time.
+    // A stop drops the tasks that wait: the last one says when it is time.
     pool.Post([&done] { done.Set(); });
     const bool finished = done.Wait(30000) == 1;
     pool.StopThread(0xFFFFFFFF, 0);

@@ -13,7 +13,7 @@ int main() {
     }
     const unsigned long long end = Novu::timer_us();
 
-    // The counts are the wall clock's, which somebody may have set meanwhile.
+    // The counts are the wall clock's, which may have been set meanwhile.
     if (begin == 0 || end < begin) {
         std::cerr << "the clock was set\n";
     } else {

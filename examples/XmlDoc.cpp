@@ -13,10 +13,9 @@ bool Write(Novu::XmlWriter& writer) {
     good = good && writer.BeginElement("books") == 1;
     good = good && writer.BeginElement("book") == 1;
     good = good && writer.WriteAttribute("title", "Five & Ten") == 1;
-    // A size or another unsigned number is cast: it would be cut to an int.
-    const unsigned long pages = 3000000000;
-    good = good && writer.WriteAttribute(
-                       "pages", static_cast<unsigned long long>(pages)) == 1;
+    // Unsigned: "long long", or it would be cut to an int.
+    const unsigned long long pages = 3000000000;
+    good = good && writer.WriteAttribute("pages", pages) == 1;
     good = good && writer.WriteEntity("A text.") == 1;
     return writer.EndDocument() == 1 && good;  // It ends the elements, too.
 }
@@ -24,19 +23,20 @@ bool Write(Novu::XmlWriter& writer) {
 bool Read(Novu::XmlReader& reader) {
     std::string element;
     std::string text;
-    auto* const book = reader.ChildElement(reader.GetRootElement(), &element);
+    auto* book = reader.ChildElement(reader.GetRootElement(), &element);
     if (book == nullptr || reader.GetEntity(book, text) != 1) {
         return false;
     }
     std::cout << element << ": " << text << '\n';
     std::string name;
     std::string value;
-    for (auto* attribute = reader.GetFirstAttribute(book); attribute != nullptr;
-         attribute = reader.NextAttribute(attribute)) {
+    auto* attribute = reader.GetFirstAttribute(book);
+    while (attribute != nullptr) {
         if (reader.GetAttribute(attribute, name, value) != 1) {
             return false;
         }
         std::cout << name << " = " << value << '\n';
+        attribute = reader.NextAttribute(attribute);
     }
     return true;
 }

@@ -15,7 +15,7 @@ apt_names() {
         # The last two are what pkg-config --static libxml-2.0 links against.
         test)
             echo abigail-tools libgtest-dev libssl-dev libxml2-utils locales \
-                zlib1g-dev liblzma-dev
+                python3 zlib1g-dev liblzma-dev
             apt_names package
             ;;
         package) echo dpkg-dev ;;
