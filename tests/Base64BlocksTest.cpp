@@ -131,7 +131,7 @@ bool Takes(const Base64Path& path, const char* alphabet) {
     return alphabet == Novu::kBase64Standard || string(path.name) != "AVX2";
 }
 
-TEST(Base64Blocks, PathsEndWithThePlainOne) {
+TEST(Base64BlocksTest, PathsEndWithThePlainOne) {
     const auto all = Novu::Base64Paths();
     ASSERT_FALSE(all.empty());
     EXPECT_EQ(0U, all.back().features);
@@ -139,7 +139,7 @@ TEST(Base64Blocks, PathsEndWithThePlainOne) {
     EXPECT_EQ(Novu::Base64DecodePlain, all.back().decode);
 }
 
-TEST(Base64Blocks, ThePlainPathLeavesNothing) {
+TEST(Base64BlocksTest, ThePlainPathLeavesNothing) {
     Random random(kSeed);
     const Base64Path plain = Novu::Base64Paths().back();
     const Base64Values others = Novu::Base64ValuesOf(kOther);

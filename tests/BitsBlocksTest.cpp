@@ -51,7 +51,7 @@ std::vector<typename Content::value_type> Placed(const Content& content,
     return memory;
 }
 
-TEST(BitsBlocks, PathsEndWithThePlainOne) {
+TEST(BitsBlocksTest, PathsEndWithThePlainOne) {
     const auto all = Novu::BitsPaths();
     ASSERT_FALSE(all.empty());
     EXPECT_EQ(0U, all.back().features);

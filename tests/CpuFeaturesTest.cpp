@@ -17,15 +17,15 @@ using Novu::CpuHas;
 
 const unsigned int kNoProcessorHas = 1U << 31U;
 
-TEST(CpuFeatures, NothingIsAlwaysThere) { EXPECT_TRUE(CpuHas(0)); }
+TEST(CpuFeaturesTest, NothingIsAlwaysThere) { EXPECT_TRUE(CpuHas(0)); }
 
-TEST(CpuFeatures, WhatIsUnknownIsNotThere) {
+TEST(CpuFeaturesTest, WhatIsUnknownIsNotThere) {
     EXPECT_FALSE(CpuHas(kNoProcessorHas));
     EXPECT_FALSE(CpuHas(kNoProcessorHas | Novu::kCpuPopcnt));
 }
 
-#if defined(__x86_64__) && NOVU_X86_PATHS
-TEST(CpuFeatures, AreThoseThatTheCompilerFinds) {
+#if NOVU_X86_PATHS
+TEST(CpuFeaturesTest, AreThoseThatTheCompilerFinds) {
     const auto both = [](auto... has) { return ((has != 0) && ...); };
     EXPECT_EQ(__builtin_cpu_supports("popcnt") != 0, CpuHas(Novu::kCpuPopcnt));
     EXPECT_EQ(__builtin_cpu_supports("aes") != 0, CpuHas(Novu::kCpuAesNi));
@@ -42,12 +42,10 @@ TEST(CpuFeatures, AreThoseThatTheCompilerFinds) {
     EXPECT_EQ(avx512 && __builtin_cpu_supports("avx512vpopcntdq") != 0,
               CpuHas(Novu::kCpuAvx512Popcnt));
 }
-#endif
 
-#if NOVU_X86_PATHS
 // What each bit allows, and what it takes besides. The answers of a processor
 // that has everything lose a bit, or some, in each row.
-TEST(CpuFeatures, FollowFromTheAnswersOfTheProcessor) {
+TEST(CpuFeaturesTest, FollowFromTheAnswersOfTheProcessor) {
     using Novu::CpuAnswers;
     const CpuAnswers all = {0x1A800000, 0xC0030020, 0x00004102, 0xE7};
     const unsigned int vectors = Novu::kCpuAvx2 | Novu::kCpuGfni;
@@ -108,26 +106,26 @@ struct Path {
     unsigned int features;
 };
 
-TEST(CpuFeatures, TheFirstPathThatCanBeTakenIsTheBest) {
+TEST(CpuFeaturesTest, TheFirstPathThatCanBeTakenIsTheBest) {
     const Path paths[] = {{kNoProcessorHas}, {0}, {0}};
     std::atomic<const Path*> best = nullptr;
     EXPECT_EQ(&paths[1], &BestPath<Path>(paths, best));
     EXPECT_EQ(&paths[1], best.load());
 }
 
-TEST(CpuFeatures, TheLastPathIsForAllProcessors) {
+TEST(CpuFeaturesTest, TheLastPathIsForAllProcessors) {
     const Path paths[] = {{kNoProcessorHas}, {kNoProcessorHas}, {0}};
     std::atomic<const Path*> best = nullptr;
     EXPECT_EQ(&paths[2], &BestPath<Path>(paths, best));
 }
 
-TEST(CpuFeatures, TheChoiceIsMadeOnce) {
+TEST(CpuFeaturesTest, TheChoiceIsMadeOnce) {
     const Path paths[] = {{0}, {0}};
     std::atomic<const Path*> best = &paths[1];
     EXPECT_EQ(&paths[1], &BestPath<Path>(paths, best));
 }
 
-TEST(CpuFeatures, ThreadsThatAskAtOnceChooseTheSame) {
+TEST(CpuFeaturesTest, ThreadsThatAskAtOnceChooseTheSame) {
     const Path paths[] = {{kNoProcessorHas}, {0}};
     std::atomic<const Path*> best = nullptr;
     std::vector<std::thread> threads;

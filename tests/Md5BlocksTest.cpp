@@ -92,7 +92,7 @@ State Modelled(State state, const char* data, std::size_t count) {
 
 // Tests
 
-TEST(Md5Blocks, PathsEndWithThePlainOne) {
+TEST(Md5BlocksTest, PathsEndWithThePlainOne) {
     const auto all = Novu::Md5Paths();
     ASSERT_FALSE(all.empty());
     EXPECT_EQ(0U, all.back().features);

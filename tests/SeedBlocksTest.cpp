@@ -91,7 +91,7 @@ INSTANTIATE_TEST_SUITE_P(Paths, SeedBlocksOnPath,
 const SeedDirection kDirections[] = {SeedDirection::kEncrypt,
                                      SeedDirection::kDecrypt};
 
-TEST(SeedBlocks, PathsEndWithThePlainOne) {
+TEST(SeedBlocksTest, PathsEndWithThePlainOne) {
     const auto all = Novu::SeedPaths();
     ASSERT_FALSE(all.empty());
     EXPECT_EQ(0U, all.back().features);
@@ -163,7 +163,7 @@ TEST_P(SeedBlocksOnPath, RoundKeysAreThoseOfOpenSsl) {
 }
 
 // The first path here, and the plain one where it would not pay.
-TEST(SeedBlocks, TheFastestPathIsChosen) {
+TEST(SeedBlocksTest, TheFastestPathIsChosen) {
     const auto all = Novu::SeedPaths();
     const auto first = std::find_if(
         all.begin(), all.end(),
