@@ -25,7 +25,8 @@ namespace Novu {
 /// UTC conversion, installs the environment's locale (`std::locale("")`) as
 /// the global one, for C and C++ alike, and initialises libxml2's parser.
 ///
-/// Answers 1, always. A locale that the environment names and the system does
+/// Answers 1, always.
+/// By design [bases-3]: a locale that the environment names and the system does
 /// not have lets the `std::runtime_error` of `std::locale` pass; then neither
 /// the global locale nor libxml2 has been touched.
 ///

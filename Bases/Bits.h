@@ -53,9 +53,10 @@ public:
     unsigned long GetBytes() const;  ///< Bytes that the size takes.
     unsigned char* GetData() const;  ///< The block; null when there is none.
 
-    /// Resizes; a `newSize` of 0 is refused. Beyond the capacity, a new block
-    /// is allocated exactly, starts with the old bytes and is 0 after them.
-    /// `ignored` is not used.
+    /// Resizes. Beyond the capacity, a new block is allocated exactly, starts
+    /// with the old bytes and is 0 after them.
+    /// By design [bits-10]: a `newSize` of 0 is refused, and `ignored` is not
+    /// used.
     /// By design [bits-2]: within the capacity the block stays and nothing is
     /// cleared, so bits that a smaller size cut off come back when the set
     /// grows again. `Clear` and then `SetSize` gives zeros.

@@ -40,8 +40,9 @@ public:
     unsigned long GetMaxSize();  ///< The capacity.
 
     /// Sets the bytes in use to `newSize`, or to the capacity if that is less,
-    /// and answers their new number. Bytes that come into use are what the
-    /// block happens to hold; a new block holds anything.
+    /// and answers their new number.
+    /// By design [buffer-6]: the block does not grow, and bytes that come into
+    /// use are what it happens to hold; a new block holds anything.
     unsigned long SetSize(unsigned long newSize);
 
     /// Makes the capacity at least `newMaxSize`; where it is already, answers 1

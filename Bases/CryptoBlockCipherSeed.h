@@ -56,7 +56,8 @@ public:
     /// the current ones stay.
     int SetUserSecretKey(const unsigned char* key) override;
 
-    /// Refused for a null `input` and for a length of 0. `outputLength` is
+    /// Refused for a null `input` and for a length of 0 (by design
+    /// [cryptoblockcipherseed-4]). `outputLength` is
     /// `inputLength` rounded up to 16. When memory runs out (std::bad_alloc, or
     /// 0 where an operator new[] of the host's answers null), `outputLength` is
     /// 0 and the other out-arguments are untouched.

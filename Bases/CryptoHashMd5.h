@@ -46,7 +46,7 @@ public:
     unsigned int GetDataSizeUnit() override;       ///< 0
     unsigned int GetUserSecretKeySize() override;  ///< 0: there is no key.
 
-    /// Ignores `key`, null too. Always 1.
+    /// Always 1. By design [cryptohashmd5-2]: ignores `key`, null too.
     int SetUserSecretKey(const unsigned char* key) override;
 
     /// Gives the 16 bytes of the digest. Always 1 (but for an operator new[] of
@@ -57,7 +57,8 @@ public:
                 unsigned long& consumed, unsigned char*& output,
                 unsigned long& outputLength) override;
 
-    /// Always 0, with nothing touched: a digest has no way back.
+    /// By design [cryptohashmd5-2]: always 0, with nothing touched, as a digest
+    /// has no way back.
     int Decrypt(unsigned char* input, unsigned long inputLength,
                 unsigned long& consumed, unsigned char*& output,
                 unsigned long& outputLength) override;

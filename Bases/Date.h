@@ -55,8 +55,10 @@ NOVU_API unsigned long GetDaysSince1980(unsigned long year, unsigned long month,
 NOVU_API unsigned long GetDayOfWeek(unsigned long year, unsigned long month,
                                     unsigned long day);
 
-/// Days from the first date to the second, both counted; 0 where the first is
-/// the later one. A date that `GetDaysSince1980` refuses is day 0.
+/// Days from the first date to the second. A date that `GetDaysSince1980`
+/// refuses is day 0.
+/// By design [date-5]: both are counted, and it is 0 where the first is the
+/// later one.
 NOVU_API unsigned long GetDays(unsigned long year1, unsigned long month1,
                                unsigned long day1, unsigned long year2,
                                unsigned long month2, unsigned long day2);
@@ -64,7 +66,9 @@ NOVU_API unsigned long GetDays(unsigned long year1, unsigned long month1,
 // Weeks
 
 /// The week of the month, from 1, of a day with that weekday: (day + dayOfWeek
-/// - 1) / 7 + 1, a row of a calendar that begins on Sunday. Nothing is checked.
+/// - 1) / 7 + 1. Nothing is checked.
+/// By design [date-6]: right for Sundays, whose n-th is in week n, but no row
+/// of a calendar: Saturday the 2nd is in week 2, Sunday the 3rd in week 1.
 NOVU_API unsigned long GetWeekOfMonth(unsigned long day,
                                       unsigned long dayOfWeek);
 

@@ -11,8 +11,9 @@
 //   f ff fff   tenths, hundredths, milliseconds    t tt      A, AM; at 12 P, PM
 //   F FF FFF   the same, but nothing where the number is 0
 //
-// Errors   False for an empty result, and for a buffer that is null or too
-//          small. A buffer is untouched then, and a string cleared, as they
+// Errors   False for a buffer that is null or too small and, by design
+//          [datetimeformat-5], for an empty result.
+//          A buffer is untouched then, and a string cleared, as they
 //          are when memory runs out. A time value that cannot be converted is
 //          shown as a record of zeros.
 // Threads  Any; nothing is shared but the process's time zone.

@@ -39,10 +39,11 @@ public:
 
     virtual ~FileIo();  ///< As `Close`.
 
-    /// Closes what is open, then opens the file `name`. Refused, with the
-    /// object closed, for an `access` with neither bit and, with errno
-    /// EOPNOTSUPP, for a `creation` with none of its bits. New files have mode
-    /// 0600.
+    /// Closes what is open, then opens the file `name`. Refused for an `access`
+    /// with neither bit and, with errno EOPNOTSUPP, for a `creation` with none
+    /// of its bits.
+    /// By design [fileio-8]: the object is closed also where this is refused.
+    /// By design [fileio-9]: new files have mode 0600.
     ///
     ///   access    0x80000000 read, 0x40000000 write, or both
     ///   creation  1  a new file; an existing one is refused
@@ -57,8 +58,8 @@ public:
     ///
     /// Other bits of the codes mean nothing.
     ///
-    /// @warning By design [fileio-1]: creation 3 empties an existing file,
-    /// also when it is opened for reading only.
+    /// @warning By design [fileio-1]: creation 3 (and 6, and 7) empties an
+    /// existing file, also when it is opened for reading only.
     ///
     /// @warning By design [fileio-2]: `share` locks nothing. Codes 1 to 3 have
     /// a second attempt where the first one fails or gets descriptor 0, as in a
@@ -76,6 +77,7 @@ public:
 
     /// Read and write up to `len` bytes at the position, in one call of the
     /// system; the answer is how many it was.
+    /// By design [fileio-10]: that is 0 for a failure, as at the end of a file.
     unsigned int Read(void* buf, unsigned int len);
     unsigned int Write(void* buf, unsigned int len);
 

@@ -49,9 +49,10 @@ NOVU_API bool CreateDir(const std::string& path);
 
 /// Makes the missing directories along `path`, each with mode 0755: those in
 /// front of a "/" and, when `createLast` is not 0, the last component. The
-/// search for a "/" begins at position `level`. True only when `path` then is a
-/// directory.
+/// search for a "/" begins at position `level`.
 ///
+/// By design [filesys-12]: true only when `path` then is a directory, whatever
+/// was to be made.
 /// By design [filesys-1]: `level` 0, or one beyond the path, stands for the
 /// start of a relative path, and for the third component of an absolute one:
 /// "/Users/name/" is taken to exist. An absolute path with fewer than two "/"
@@ -101,6 +102,8 @@ NOVU_API bool GetFileSize(const std::string& path, unsigned long long& size);
 /// `free` is what others may use.
 /// By design [filesys-5]: `used` is computed from the lowest 32 bits of the
 /// number of used blocks.
+/// By design [filesys-11]: blocks are taken for `f_bsize` bytes, where the
+/// system means `f_frsize`.
 NOVU_API bool GetDiskSize(const std::string& path, unsigned long long& total,
                           unsigned long long& used, unsigned long long& free);
 NOVU_API bool GetDiskTotalSize(const std::string& path,
@@ -113,8 +116,8 @@ NOVU_API bool GetDiskFreeSize(const std::string& path,
 // Names
 
 /// The text from the last dot on, the dot included; null, or false, without
-/// one. Texts end at their first zero; `path` is not null. The pointer is into
-/// `path` itself.
+/// one. Texts end at their first zero; `path` is not null.
+/// By design [filesys-13]: the pointer is into `path` itself.
 /// By design [filesys-6]: the dot may stand anywhere: "/a.b/c" gives ".b/c",
 /// ".profile" gives itself.
 NOVU_API const char* GetFileExt(const std::string& path);

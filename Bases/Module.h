@@ -43,7 +43,8 @@ NOVU_API bool GetProcessDir(char* buf, unsigned long size);
 NOVU_API bool GetModuleDir(char* buf, unsigned long size);
 NOVU_API bool GetModulePath(char* buf, unsigned long size);
 
-/// The same as strings; empty where it is longer than 1023 characters.
+/// The same as strings.
+/// By design [module-3]: empty where it is longer than 1023 characters.
 NOVU_API void GetModulePath(std::string& path);
 NOVU_API void GetModuleDir(std::string& dir);
 

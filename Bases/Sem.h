@@ -150,7 +150,8 @@ public:
 
     int IsOpened();  ///< As `NovuSemaphore::IsCreated`.
 
-    /// 1, after which the event is set. Where it was, nothing is posted.
+    /// 1, after which the event is set.
+    /// By design [sem-16]: where it was set already, nothing is posted.
     /// By design [sem-13]: also 1 for an event that is not opened, whose next
     /// `Wait` then answers 1.
     int Set();

@@ -42,8 +42,8 @@ static const long long EB = EB << 10;
 
 /// Scales `size` down by 1024 until it is below 1024, at most six times.
 /// Answers how many times it was: 0 for bytes, 1 for KiB, ... 6 for EiB;
-/// `value` is what is left, after rounding `size` to a double. Negative sizes
-/// are not scaled.
+/// `value` is what is left, after rounding `size` to a double.
+/// By design [size-4]: negative sizes are not scaled.
 NOVU_API unsigned long GetSizeUnit(long long size, double& value);
 
 /// Copies `text` into `out` with a comma inserted as in [size-1], cut to
@@ -52,8 +52,8 @@ NOVU_API unsigned long GetSizeUnit(long long size, double& value);
 /// when `text` or `out` is null or `outSize` is 0.
 NOVU_API void InsertSeperator(char* text, char* out, unsigned long outSize);
 
-/// Prints `value` in decimal, with the comma, cut to `outSize` - 1 characters;
-/// answers 1.
+/// Prints `value` in decimal, with the comma; answers 1.
+/// By design [size-5]: what has no room is cut, to `outSize` - 1 characters.
 NOVU_API int GetSizeFormat(char* out, unsigned long outSize, long long value);
 
 /// The same, as a string.

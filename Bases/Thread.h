@@ -90,6 +90,10 @@ public:
     /// Not to be called by the thread itself, whose body is to return, and not
     /// to end the thread in another way.
     ///
+    /// By design [thread-12]: nothing tells whether the thread has ended but
+    /// `IsThreadRunning`.
+    /// By design [thread-13]: a thread that was started suspended and never
+    /// resumed runs its body.
     /// By design [thread-3]: without a limit there is no moment at which to
     /// force; a body that ignores the request is waited for, for ever.
     virtual void StopThread(unsigned int timeout, int force);
@@ -126,13 +130,15 @@ public:
 
     int IsThreadRunning() const;
 
-    /// 1 when a stop is asked for within the timeout, and when not running.
+    /// 1 when a stop is asked for within the timeout.
+    /// By design [thread-11]: also 1, at once, when not running.
     int IsStopThread(unsigned int timeout) const;
 
     void StopThreadEvent();  ///< Asks a running thread to stop; does not wait.
     int ResumeThread();      ///< Lets a suspended one go on; 0: not running.
 
-    /// Sleeps, the calling thread.
+    /// By design [thread-15]: it is the calling thread that sleeps, and gives
+    /// way in `YieldThread`.
     /// By design [thread-8]: the microseconds are counted with 32 bits, so from
     /// 4,294,968 milliseconds on it sleeps for what is left of them.
     void SleepThread(unsigned int milliseconds);
@@ -147,7 +153,8 @@ public:
     pthread_t* GetHandle() const;           ///< Null when not running.
     NovuEvent* GetStopThreadEvent() const;  ///< Owned by the thread.
 
-    /// The first word of the system's thread object; 0 when not running.
+    /// By design [thread-14]: the first word of the system's thread object, and
+    /// not the number that the system knows it by; 0 when not running.
     unsigned long long GetThreadId() const;
 
     /// By design [thread-10]: all threads that are not running are equal; one

@@ -81,6 +81,10 @@ private:
 /// wait, and where nobody does, nothing is given back: the next `Lock` waits
 /// for another `Unlock`. Use `Cs` within a process.
 ///
+/// @warning By design [threadsync-5]: a name does not keep a second run of a
+/// program out, since that removes it on its way out ([sem-4]), and a holder
+/// that is killed leaves it taken. Hold a file with flock(2) instead.
+///
 /// Example (examples/ThreadSync.cpp):
 ///
 ///     // With a name; one without does not open again.

@@ -1,8 +1,8 @@
 // Time: the clock, time values and their fields, daylight-saving days.
 //
 // Shape    A time value counts milliseconds since 1970-01-01 00:00:00 UTC. It
-//          splits into seconds and milliseconds by division towards zero, so a
-//          negative value has negative milliseconds.
+//          splits into seconds and milliseconds by division towards zero, so,
+//          by design [time-9], a negative value has negative milliseconds.
 // Errors   Results only; false or 0, with errno as the system left it. Outputs
 //          are untouched then unless a call says otherwise.
 // Threads  Any; nothing is shared but the process's time zone and the clock.
@@ -47,9 +47,9 @@ struct SysTime {
 /// week of the month, 1 to 4, or 5 for the last seven days. Of the other
 /// fields, only `daylightBias` is.
 ///
-/// By design [time-7]: weeks are the rows of a calendar that begins on Sunday.
-/// Only for Sundays is the day of week n the n-th one: Saturday 2 March 2024,
-/// the first, is in week 2.
+/// By design [time-7]: weeks are those of `GetWeekOfMonth` (Date.h). Only for
+/// Sundays is the day of week n always the n-th one: Saturday 2 March 2024, the
+/// first, is in week 2.
 ///
 /// Example (examples/Time.cpp):
 ///
@@ -81,6 +81,8 @@ struct TimeZoneDisplay {
 NOVU_API bool TimeToSysTime(const long long& t, SysTime& st);
 
 /// The fields of `t` in local time.
+/// By design [time-10]: what is before 1970 has fields, while the ways back, of
+/// `mktime`, refuse it.
 NOVU_API bool TimeToLocalSysTime(const long long& t, SysTime& st);
 
 /// The time value of a record read as local time; `dayOfWeek` does not matter.

@@ -185,9 +185,11 @@ public:
     virtual Element* GetRootElement();
 
     /// Parses the `size` bytes at `buffer`, which are not kept. 0 for a null
-    /// buffer, for size 0, for text that is not well-formed, and while a
-    /// document is loaded. Nothing that a document names is opened: external
-    /// entities and DTDs are not read, whatever the defaults of libxml2 are.
+    /// buffer, for size 0 and for text that is not well-formed. Nothing that a
+    /// document names is opened: external entities and DTDs are not read,
+    /// whatever the defaults of libxml2 are.
+    /// By design [xml-22]: also 0 while a document is loaded.
+    /// By design [xml-23]: libxml2 prints what is wrong on standard error.
     /// By design [xml-11]: a document that declares no encoding is refused, and
     /// so is one in an encoding that iconv does not know.
     /// By design [xml-12]: the low 32 bits of `size` count, as a signed int; a
