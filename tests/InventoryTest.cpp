@@ -61,10 +61,10 @@ TEST_F(InventoryTest, PrintsHelp) {
 
     // Whoever looks for an option or a signal finds it.
     const std::map<std::string, Strings> options = {
-        {"create", {"--digest", "--encoding", "--resume", "--seal"}},
-        {"verify", {"--digest", "--seal"}},
-        {"show", {"--seal"}},
-        {"copy", {"--seal"}},
+        {"create", {"--color", "--digest", "--encoding", "--resume", "--seal"}},
+        {"verify", {"--color", "--digest", "--seal"}},
+        {"show", {"--color", "--seal"}},
+        {"copy", {"--color", "--seal"}},
     };
     for (const auto& [verb, names] : options) {
         for (const std::string& name : names) {
@@ -137,6 +137,12 @@ const struct ArgumentCase {
      {"create", "a", "b", "--digest", "--resume", "--seal=x"},
      "--resume does not go with --seal"},
     {__LINE__, {"verify", "a", "b", "--resume"}, "verify takes no --resume"},
+    {__LINE__,
+     {"show", "b", "--color=red"},
+     "--color is auto, always or never"},
+    {__LINE__, {"show", "b", "--color="}, "never, and not ''"},
+    {__LINE__, {"show", "b", "--color"}, "--color needs auto, always or never"},
+    {__LINE__, {"help", "--color=never"}, "help takes no --color"},
     {__LINE__, {"help", "--seal=x"}, "help takes no --seal"},
 };
 

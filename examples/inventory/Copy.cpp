@@ -200,6 +200,10 @@ private:
     std::array<unsigned long long, std::size(kWords)> countOf{};
 };
 
+unsigned long long BytesToCopy(const Entry& listed) {
+    return listed.type == Type::File ? listed.size : 0;
+}
+
 }  // namespace
 
 ExitStatus Copy(const Options& options) {
@@ -212,20 +216,30 @@ ExitStatus Copy(const Options& options) {
     MakeTarget(options.target);
     Copying copying(options.folder, options.target);
     {
-        Progress progress;
+        Progress progress(/*readsFiles=*/true);
+        unsigned long long bytes = 0;
+        for (const Entry& entry : document) {
+            bytes = AddSizes(bytes, BytesToCopy(entry));
+        }
+        progress.Expect(bytes);
+        const auto count = [&progress](const Entry& entry) {
+            progress.Count(BytesToCopy(entry));
+        };
         auto listed = document.begin();  // The next one; both are in order.
         Entry now;
         while (walk.Next(now)) {
             while (listed != document.end() &&
                    IsBefore(listed->path, now.path)) {
+                count(*listed);
                 copying.Missing(*listed++);
             }
             if (listed != document.end() && listed->path == now.path) {
-                copying.Both(*listed++, now);
-                progress.Count(now);
+                copying.Both(*listed, now);
+                count(*listed++);
             }
             while (!now.problem.empty() && listed != document.end() &&
                    IsBelow(listed->path, now.path)) {
+                count(*listed);
                 copying.Unreadable(*listed++, now.problem);
             }
         }

@@ -84,8 +84,8 @@ ExitStatus Create(const Options& options) {
     Summary summary;
     double seconds = 0;
     {
-        Progress progress;
-        const Digests::Action take = [&](const Entry& entry) {
+        Progress progress(options.digest);
+        const auto add = [&](const Entry& entry, unsigned long long bytes) {
             const bool escaped = document.Add(entry);
             if (!entry.problem.empty()) {
                 progress.Complain(Complaint(entry));
@@ -94,19 +94,25 @@ ExitStatus Create(const Options& options) {
                 progress.Complain("escaped: " + Printable(entry.path));
             }
             summary.Count(entry, escaped);
-            progress.Count(entry);
+            progress.Count(bytes);
         };
-        const Digests::Action keep = [&](const Entry& entry) {
+        const Digests::Action addListed = [&](const Entry& entry) {
+            add(entry, 0);
+        };
+        const Digests::Action addRead = [&](const Entry& entry) {
             if (journal && !entry.md5.empty()) {
                 const std::string problem = journal->Add(entry);
                 if (!problem.empty()) {
                     progress.Complain(problem);
                 }
             }
-            take(entry);
+            add(entry, entry.size);
         };
-        Digests digests(options.folder);
+        Digests digests(options.folder, [&progress](unsigned long long bytes) {
+            progress.Tick(bytes);
+        });
         Entry entry;
+        unsigned long long toRead = 0;
         while (walk.Next(entry)) {
             if (lock->Is(entry) || (journal && journal->Is(entry))) {
                 continue;
@@ -117,7 +123,11 @@ ExitStatus Create(const Options& options) {
                 wanted = entry.md5.empty();
                 summary.resumed += wanted ? 0 : 1;
             }
-            digests.Add(std::move(entry), wanted, wanted ? keep : take);
+            toRead = AddSizes(toRead, wanted ? entry.size : 0);
+            digests.Add(std::move(entry), wanted, wanted ? addRead : addListed);
+        }
+        if (options.digest) {
+            progress.Expect(toRead);
         }
         digests.Finish();
         seconds = progress.Seconds();

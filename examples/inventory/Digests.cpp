@@ -25,7 +25,8 @@ const unsigned int kLookForInterrupt = 100;  // Milliseconds.
 
 // Throws Failure, with the reason alone, where there is none.
 std::string DigestOf(const std::string& path, const Entry& listed,
-                     const std::atomic<bool>& abandoned) {
+                     const std::atomic<bool>& abandoned,
+                     std::atomic<unsigned long long>& bytesRead) {
     RegularFile file(path);
     Novu::CryptoHashMd5 md5;
     char context[88];
@@ -47,6 +48,7 @@ std::string DigestOf(const std::string& path, const Entry& listed,
         }
         md5.MD5Update(&context, piece.data(), count);
         left -= count;
+        bytesRead += count;
     }
     // Also where it changed before it was opened.
     if (!file.IsAsListed(listed)) {
@@ -63,7 +65,8 @@ std::string DigestOf(const std::string& path, const Entry& listed,
 
 }  // namespace
 
-Digests::Digests(const std::string& folder) : root(folder + '/') {
+Digests::Digests(const std::string& folder, Tick tick)
+    : root(folder + '/'), whileWaiting(std::move(tick)) {
     oneIsDone.Create(/*manualReset=*/0, /*initialState=*/0, nullptr);
 }
 
@@ -113,10 +116,11 @@ void Digests::Start() {
 void Digests::Compute(Waiting& file) {
     try {
         file.entry.md5 =
-            DigestOf(root + file.entry.path, file.entry, abandoned);
+            DigestOf(root + file.entry.path, file.entry, abandoned, bytesRead);
     } catch (const std::exception&) {
         file.failure = std::current_exception();
     }
+    bytesRead = 0;
     file.done = true;  // Which lets go of it.
     oneIsDone.Set();
 }
@@ -125,7 +129,9 @@ void Digests::HandOnFirst() {
     Waiting& first = waiting.front();
     while (!first.done) {
         StopIfInterrupted();
-        oneIsDone.Wait(kLookForInterrupt);
+        if (oneIsDone.Wait(kLookForInterrupt) == 0) {
+            whileWaiting(bytesRead);
+        }
     }
     if (first.failure != nullptr) {
         try {

@@ -24,9 +24,11 @@ namespace Inventory {
 class Digests {
 public:
     using Action = std::function<void(const Entry& entry)>;
+    using Tick = std::function<void(unsigned long long bytes)>;
 
-    /// Of files below `folder`.
-    explicit Digests(const std::string& folder);
+    /// Of files below `folder`. Calls `tick` now and then while it waits, with
+    /// how many bytes of the file have been read that is being read.
+    Digests(const std::string& folder, Tick tick);
     Digests(const Digests&) = delete;
     Digests& operator=(const Digests&) = delete;
 
@@ -61,6 +63,8 @@ private:
 
     std::string root;             // Ends in "/".
     std::deque<Waiting> waiting;  // In the order of coming.
+    Tick whileWaiting;
+    std::atomic<unsigned long long> bytesRead{0};  // Of the current file.
     std::atomic<bool> abandoned{false};
     Novu::Event oneIsDone;
     Novu::ThreadTaskPool pool;

@@ -23,8 +23,13 @@ Keeps an inventory of a folder, and of all folders in it, as an XML document.
 
   --seal KEYFILE    the inventory is enciphered; 'inventory help create' says
                     how, and for what that is not good enough
+  --color WHEN      colours on standard error: always, never, or auto: on a
+                    terminal, unless TERM is "dumb" or NO_COLOR is set
   -h, --help        prints the help of the verb, with all its options
   --                ends the options; what follows is a folder or a document
+
+On a terminal, standard error shows how far a verb is, how fast, and how long it
+will still take ("?" for as long as nobody can say).
 
 A name that holds a "%", or that cannot be shown as it is, is printed with "%"
 and every byte outside printable ASCII as %XX, in hexadecimal digits.
@@ -35,7 +40,7 @@ Exit status: 0 done, 1 verify or copy found differences, 2 an error. SIGINT
 
 const char kCreateHelp[] =
     R"(Usage: inventory create FOLDER OUT.xml [--digest] [--encoding NAME]
-                        [--resume | --seal KEYFILE]
+                        [--resume | --seal KEYFILE] [--color WHEN]
 
 Writes the inventory of FOLDER to OUT.xml: an identifier for each entry, its
 path, type, size and times. Symbolic links are listed and not followed, but
@@ -61,15 +66,17 @@ Interrupted by SIGINT (Ctrl-C) or SIGTERM, it leaves OUT.xml as it was.
   --encoding NAME   the document's encoding, UTF-8 if not given. In any other,
                     all names that are not ASCII are escaped. Encodings that do
                     not extend ASCII, such as UTF-16, are refused.
-  --resume          with --digest: keeps the digests computed so far in a journal
-                    beside OUT.xml, ".OUT.xml.journal". When the program was
-                    interrupted or killed, the same call takes those of files
-                    from there whose size, times and inode have not changed. The
-                    journal goes when OUT.xml is complete.
-  --seal KEYFILE    OUT.xml is enciphered with the key in KEYFILE: 32 hexadecimal
-                    digits on a line, as 'openssl rand -hex 16' prints them. No
-                    plain copy of it is ever on the disk, for which reason there
-                    is no --resume. The other verbs read it with the same option.
+  --resume          with --digest: keeps the digests computed so far in a
+                    journal beside OUT.xml, ".OUT.xml.journal". When the program
+                    was interrupted or killed, the same call takes those of
+                    files from there whose size, times and inode have not
+                    changed. The journal goes when OUT.xml is complete.
+  --seal KEYFILE    OUT.xml is enciphered with the key in KEYFILE: 32
+                    hexadecimal digits on a line, as 'openssl rand -hex 16'
+                    prints them. No plain copy of it is ever on the disk, for
+                    which reason there is no --resume with it. The other verbs
+                    read OUT.xml with the same option.
+  --color WHEN      auto, always or never: 'inventory help' says when that is
   -h, --help        prints this
   --                ends the options
 
@@ -83,6 +90,7 @@ Exit status: 0 done, 2 an error.
 
 const char kVerifyHelp[] =
     R"(Usage: inventory verify FOLDER IN.xml [--digest] [--seal KEYFILE]
+                        [--color WHEN]
 
 Compares FOLDER with the inventory IN.xml and prints, in the order of the paths,
 
@@ -100,6 +108,7 @@ a folder that cannot be read now is not compared.
                     then "content"; or "content not read", where a file cannot
                     be read or changes meanwhile
   --seal KEYFILE    IN.xml is sealed: 'inventory help create' says how
+  --color WHEN      auto, always or never: 'inventory help' says when that is
   -h, --help        prints this
   --                ends the options
 
@@ -107,7 +116,7 @@ Exit status: 0 the same, 1 different, 2 an error.
 )";
 
 const char kShowHelp[] =
-    R"(Usage: inventory show IN.xml [--seal KEYFILE]
+    R"(Usage: inventory show IN.xml [--seal KEYFILE] [--color WHEN]
 
 Prints of the inventory IN.xml: the entries and bytes of each type, of all, of
 files with a digest, and of those among them that have the content of one before
@@ -116,6 +125,7 @@ bytes; and the 20 largest files. An extension is what follows the last "." of a
 file's name.
 
   --seal KEYFILE    IN.xml is sealed: 'inventory help create' says how
+  --color WHEN      auto, always or never: 'inventory help' says when that is
   -h, --help        prints this
   --                ends the options
 
@@ -124,6 +134,7 @@ Exit status: 0 done, 2 an error.
 
 const char kCopyHelp[] =
     R"(Usage: inventory copy IN.xml FOLDER TARGET [--seal KEYFILE]
+                        [--color WHEN]
 
 Copies each file that IN.xml, an inventory of FOLDER, lists from FOLDER to the
 folder TARGET, as it is now, and compares the copy with it byte by byte. TARGET
@@ -147,6 +158,7 @@ Interrupted by SIGINT (Ctrl-C) or SIGTERM, it removes the copy that it is about
 to make or to compare, and keeps those before.
 
   --seal KEYFILE    IN.xml is sealed: 'inventory help create' says how
+  --color WHEN      auto, always or never: 'inventory help' says when that is
   -h, --help        prints this
   --                ends the options
 

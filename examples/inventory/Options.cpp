@@ -65,6 +65,7 @@ const std::vector<OptionEntry>& AllOptions() {
     const unsigned int readers =
         Bit(Verb::Verify) | Bit(Verb::Show) | Bit(Verb::Copy);
     static const std::vector<OptionEntry> options = {
+        {"--color", "auto, always or never", Bit(Verb::Create) | readers},
         {"--digest", nullptr, Bit(Verb::Create) | Bit(Verb::Verify)},
         {"--encoding", "a name", Bit(Verb::Create)},
         {"--resume", nullptr, Bit(Verb::Create)},
@@ -149,6 +150,20 @@ void RequireTaken(const std::string& name, Options::Verb verb,
     }
 }
 
+Color ColorNamed(const std::string& name) {
+    if (name == "auto") {
+        return Color::Auto;
+    }
+    if (name == "always") {
+        return Color::Always;
+    }
+    if (name == "never") {
+        return Color::Never;
+    }
+    throw Failure("--color is auto, always or never, and not '" +
+                  Printable(name) + "'");
+}
+
 Options ParseHelp(const std::vector<std::string>& operands) {
     if (operands.size() > 1) {
         throw Failure("help takes one verb at most");
@@ -196,6 +211,7 @@ Options ParseOptions(const std::vector<std::string>& arguments) {
     }
     options.digest = sorted.Has("--digest");
     options.encoding = sorted.ValueOf("--encoding").value_or(options.encoding);
+    options.color = ColorNamed(sorted.ValueOf("--color").value_or("auto"));
     options.resume = sorted.Has("--resume");
     options.seal = sorted.ValueOf("--seal");
     if (options.resume && !options.digest) {

@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "Terminal.h"
+
 namespace Inventory {
 
 struct Options {
@@ -18,6 +20,7 @@ struct Options {
     std::string document;
     std::string target;  // For Verb::Copy: the folder of the copies.
     std::string encoding = "UTF-8";
+    Color color = Color::Auto;
     bool digest = false;              // Digests are computed, or compared.
     bool resume = false;              // Digests are kept in a journal.
     std::optional<std::string> seal;  // The file with the key.

@@ -8,6 +8,7 @@
 #include <system_error>
 
 #include "Failure.h"
+#include "Terminal.h"
 
 namespace Inventory {
 
@@ -22,7 +23,8 @@ void Print(const std::string& text) {
 }
 
 void Complain(const std::string& text) {
-    std::fputs(("inventory: " + text + "\n").c_str(), stderr);
+    std::fputs((Colored("inventory:", Ink::Red) + " " + text + "\n").c_str(),
+               stderr);
 }
 
 std::string Table(const std::vector<std::vector<std::string>>& rows) {

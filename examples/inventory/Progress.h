@@ -1,4 +1,4 @@
-// Progress: a line on the terminal that says how far a walk is.
+// Progress: a line on the terminal that says how far a verb is.
 
 #ifndef INVENTORY_PROGRESS_H_
 #define INVENTORY_PROGRESS_H_
@@ -6,20 +6,29 @@
 #include <chrono>
 #include <string>
 
+#include "Bar.h"
 #include "Entry.h"
 
 namespace Inventory {
 
-/// Counts entries, and shows count, rate and bytes on standard error if that
-/// is a terminal. The line is gone at the end.
+/// Shows a bar, rates and the time that is left on standard error if that is a
+/// terminal, at most ten times a second. The line is gone at the end.
 class Progress {
 public:
-    Progress();
+    /// `readsFiles`: the bytes are the work, and not the entries.
+    explicit Progress(bool readsFiles);
     Progress(const Progress&) = delete;
     Progress& operator=(const Progress&) = delete;
     ~Progress();
 
-    void Count(const Entry& entry);
+    /// The whole work, once it is known: in bytes, or in entries.
+    void Expect(unsigned long long whole) { work.whole = whole; }
+
+    /// An entry is done, and so many bytes of the work.
+    void Count(unsigned long long bytes);
+
+    /// Nothing is done but so many bytes of the next file.
+    void Tick(unsigned long long bytes);
 
     /// Complains, with the progress line out of the way.
     void Complain(const std::string& text);
@@ -30,15 +39,14 @@ public:
 private:
     using Clock = std::chrono::steady_clock;
 
-    void Draw(Clock::time_point now);
+    void Draw(unsigned long long more);
     void Clear();
 
     const bool shown;  // Standard error is a terminal.
     const Clock::time_point started;
     Clock::time_point drawn;  // When the line was last drawn.
     std::size_t width = 0;    // Of the line that stands there.
-    unsigned long long entries = 0;
-    unsigned long long bytes = 0;  // Of the files among them.
+    Work work;
 };
 
 }  // namespace Inventory

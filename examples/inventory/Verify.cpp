@@ -66,6 +66,22 @@ private:
     unsigned long long digests = 0;  // Compared, with any outcome.
 };
 
+// Where its digest is compared; what turns out not to be read counts as if.
+unsigned long long BytesToRead(const Entry& listed) {
+    return listed.md5.empty() ? 0 : listed.size;
+}
+
+unsigned long long WorkOf(const std::vector<Entry>& document, bool digest) {
+    if (!digest) {
+        return document.size();
+    }
+    unsigned long long bytes = 0;
+    for (const Entry& entry : document) {
+        bytes = AddSizes(bytes, BytesToRead(entry));
+    }
+    return bytes;
+}
+
 }  // namespace
 
 ExitStatus Verify(const Options& options) {
@@ -75,14 +91,18 @@ ExitStatus Verify(const Options& options) {
     Walk walk(options.folder);
     Comparison comparison;
     {
-        Progress progress;
-        Digests digests(options.folder);
+        Progress progress(options.digest);
+        progress.Expect(WorkOf(document, options.digest));
+        Digests digests(options.folder, [&progress](unsigned long long bytes) {
+            progress.Tick(bytes);
+        });
         auto before = document.begin();  // The next one; both are in order.
         const auto addRemoved = [&] {
             const Entry* const removed = &*before++;
             digests.Add(Entry(), /*wanted=*/false,
-                        [&comparison, removed](const Entry& /*none*/) {
+                        [&comparison, &progress, removed](const Entry&) {
                             comparison.Removed(*removed);
+                            progress.Count(BytesToRead(*removed));
                         });
         };
         Entry now;
@@ -104,15 +124,17 @@ ExitStatus Verify(const Options& options) {
                 }
                 if (listed == nullptr) {
                     comparison.Added(entry);
+                    progress.Count(0);
                 } else {
                     comparison.Both(*listed, entry);
+                    progress.Count(BytesToRead(*listed));
                 }
-                progress.Count(entry);
             });
             // Whether what was in it is still there, nobody can say.
             while (!now.problem.empty() && before != document.end() &&
                    IsBelow(before->path, now.path)) {
                 comparison.NotCompared();
+                progress.Count(BytesToRead(*before));
                 ++before;
             }
         }

@@ -11,6 +11,7 @@
 #include "Interrupt.h"
 #include "Options.h"
 #include "Output.h"
+#include "Terminal.h"
 #include "Verbs.h"
 
 namespace Inventory {
@@ -46,6 +47,7 @@ ExitStatus Run(const std::vector<std::string>& arguments) {
         Complain(failure.what() + std::string("; try 'inventory --help'"));
         return kError;
     }
+    ChooseColor(options.color);
     try {
         return Do(options);
     } catch (const std::exception& failure) {

@@ -50,7 +50,7 @@ TEST_F(InterruptionTest, LeavesAFileInTheMiddle) {
                 };
                 const Result result = RunInventory(arguments, setting);
                 ExpectInterrupted(result, signal);
-                EXPECT_TRUE(Contains(result.err, "1 entries, ")) << result;
+                EXPECT_TRUE(Contains(result.err, "1 entries  ")) << result;
                 EXPECT_EQ((Strings{"inventory: interrupted", ""}),
                           Screen(result.err));
             }

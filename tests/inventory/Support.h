@@ -53,6 +53,8 @@ struct Setting {
     std::string locale = "C.UTF-8";
     bool dropPrivileges = false;  // Root shall have no more than an owner.
     bool onTerminal = false;      // Standard error is a terminal.
+    unsigned short columns = 0;   // Of the terminal; 0: it does not say.
+    Strings variables = {};       // Of the environment, beside the usual.
     int output = -1;              // Standard output; -1: it is captured.
     rlim_t fileSize = RLIM_INFINITY;
     rlim_t openFiles = RLIM_INFINITY;
@@ -118,13 +120,18 @@ inline Channel MakePipe() {
     return {CloseOnExec(ends[0]), CloseOnExec(ends[1])};
 }
 
-inline Channel MakeTerminal() {
+inline Channel MakeTerminal(unsigned short columns) {
     Descriptor master = CloseOnExec(::posix_openpt(O_RDWR | O_NOCTTY));
     if (::grantpt(master.Number()) != 0 || ::unlockpt(master.Number()) != 0) {
         throw std::runtime_error("no terminal");
     }
     Descriptor slave =
         CloseOnExec(::open(::ptsname(master.Number()), O_RDWR | O_NOCTTY));
+    winsize size{};
+    size.ws_col = columns;
+    if (::ioctl(slave.Number(), TIOCSWINSZ, &size) != 0) {
+        throw std::runtime_error("no terminal of that size");
+    }
     return {std::move(master), std::move(slave)};
 }
 
@@ -137,6 +144,8 @@ inline Strings EnvironmentFor(const Setting& setting) {
             variables.push_back(std::string(name) + "=" + value);
         }
     }
+    variables.insert(variables.end(), setting.variables.begin(),
+                     setting.variables.end());
     return variables;
 }
 
@@ -223,7 +232,8 @@ inline bool ReadAll(const std::vector<std::pair<int, std::string*>>& sources) {
 // Runs `command`, looked up in PATH.
 inline Result RunCommand(Strings command, const Setting& setting = Setting()) {
     Channel output = MakePipe();
-    Channel error = setting.onTerminal ? MakeTerminal() : MakePipe();
+    Channel error =
+        setting.onTerminal ? MakeTerminal(setting.columns) : MakePipe();
     Strings environment = EnvironmentFor(setting);
     const std::vector<char*> arguments = PointersTo(command);
     std::vector<char*> variables = PointersTo(environment);
@@ -684,11 +694,16 @@ inline std::string Noise(std::size_t size) {
 }
 
 // What a terminal shows of the bytes that it got: its lines, without the
-// blanks at their ends.
+// blanks at their ends, and without colours.
 inline Strings Screen(const std::string& bytes) {
     Strings lines(1);
     std::size_t column = 0;
-    for (const char c : bytes) {
+    for (std::size_t i = 0; i < bytes.size(); ++i) {
+        const char c = bytes[i];
+        if (bytes.compare(i, 2, "\x1B[") == 0) {
+            i = std::min(bytes.find('m', i), bytes.size());
+            continue;
+        }
         if (c == '\r') {
             column = 0;
         } else if (c == '\n') {

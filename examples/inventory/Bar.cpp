@@ -1,0 +1,112 @@
+// The line, from Bar.h.
+
+#include "Bar.h"
+
+#include <Bases/Size.h>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <vector>
+
+#include "Output.h"
+#include "Terminal.h"
+
+namespace Inventory {
+
+namespace {
+
+const std::size_t kShortest = 10;  // Cells of the bar.
+const std::size_t kLongest = 30;
+
+std::string LeftOf(double seconds) {
+    // The comparison is false for what is no number, too.
+    if (!(seconds < 360000)) {
+        return "?";
+    }
+    const auto whole = static_cast<long long>(std::ceil(seconds));
+    const auto twoDigits = [](long long number) {
+        return (number < 10 ? "0" : "") + std::to_string(number);
+    };
+    const long long minutes = whole / 60;
+    return (minutes < 60 ? std::to_string(minutes)
+                         : std::to_string(minutes / 60) + ":" +
+                               twoDigits(minutes % 60)) +
+           ":" + twoDigits(whole % 60);
+}
+
+}  // namespace
+
+// GetSizeFormat puts one comma into a number, which is right up to six digits;
+// in a fraction it would stand elsewhere. So a whole number is left.
+std::string RoundSize(unsigned long long bytes) {
+    const char* const units[] = {"B", "KiB", "MiB", "GiB", "TiB", "PiB", "EiB"};
+    double value = 0;
+    unsigned long unit =
+        Novu::GetSizeUnit(static_cast<long long>(std::min<unsigned long long>(
+                              bytes, std::numeric_limits<long long>::max())),
+                          value);
+    if (value < 10 && unit != 0) {
+        value *= 1024;
+        --unit;
+    }
+    std::string text;
+    Novu::GetSizeFormat(text, std::llround(value));
+    return text + " " + units[unit];
+}
+
+std::string BarLine(const Work& work, std::size_t columns) {
+    const unsigned long long done = work.readsFiles ? work.bytes : work.entries;
+    const double rate = static_cast<double>(done) / work.seconds;
+    std::vector<std::string> parts;
+    std::size_t cells = 0;
+    double share = 0;
+    if (work.whole) {
+        // A folder can have grown meanwhile.
+        share = *work.whole == 0
+                    ? 1
+                    : std::min(1.0, static_cast<double>(done) /
+                                        static_cast<double>(*work.whole));
+        const std::string percent =
+            std::to_string(static_cast<int>(share * 100)) + " %";
+        parts.push_back(std::string(5 - percent.size(), ' ') + percent);
+    }
+    parts.push_back(std::to_string(work.entries) + " entries");
+    parts.push_back(
+        WithDecimals(static_cast<double>(work.entries) / work.seconds, 0) +
+        " files/s");
+    if (work.readsFiles) {
+        // Beyond what fits is faster than any disk.
+        parts.push_back(
+            RoundSize(static_cast<unsigned long long>(std::min(rate, 1e18))) +
+            "/s");
+    }
+    if (work.whole) {
+        const unsigned long long left =
+            *work.whole - std::min(*work.whole, done);
+        parts.push_back(
+            LeftOf(left == 0 ? 0 : static_cast<double>(left) / rate) + " left");
+    } else if (work.readsFiles) {
+        parts.emplace_back("? left");
+    }
+
+    std::string line;
+    for (const std::string& part : parts) {
+        const std::string next = line.empty() ? part : line + "  " + part;
+        if (next.size() > columns) {
+            break;
+        }
+        line = next;
+    }
+    const std::size_t around = 3;  // "[", "]" and a blank.
+    if (work.whole && columns >= line.size() + around + kShortest) {
+        cells = std::min(kLongest, columns - line.size() - around);
+        const auto full =
+            static_cast<std::size_t>(share * static_cast<double>(cells));
+        line = "[" + Colored(std::string(full, '#'), Ink::Green) +
+               std::string(cells - full, '-') + "] " + line;
+    }
+    return line;
+}
+
+}  // namespace Inventory

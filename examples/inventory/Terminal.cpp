@@ -1,0 +1,58 @@
+// Standard error, from Terminal.h.
+
+#include "Terminal.h"
+
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <cstdlib>
+
+namespace Inventory {
+
+namespace {
+
+Color chosen = Color::Auto;
+
+std::string Variable(const char* name) {
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): nothing sets the environment.
+    const char* const value = std::getenv(name);
+    return value != nullptr ? value : "";
+}
+
+bool IsColored() {
+    if (chosen != Color::Auto) {
+        return chosen == Color::Always;
+    }
+    const std::string kind = Variable("TERM");
+    return IsTerminal() && !kind.empty() && kind != "dumb" &&
+           Variable("NO_COLOR").empty();
+}
+
+}  // namespace
+
+void ChooseColor(Color color) { chosen = color; }
+
+bool IsTerminal() { return ::isatty(STDERR_FILENO) == 1; }
+
+std::size_t Columns() {
+    winsize size{};
+    if (::ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col != 0) {
+        return size.ws_col;
+    }
+    const std::string text = Variable("COLUMNS");
+    const int columns = std::atoi(text.c_str());
+    return columns > 0 && columns <= 10000 ? static_cast<std::size_t>(columns)
+                                           : 80;
+}
+
+std::string Colored(const std::string& text, Ink ink) {
+    if (text.empty() || !IsColored()) {
+        return text;
+    }
+    const char* const start = ink == Ink::Red     ? "\x1B[31m"
+                              : ink == Ink::Green ? "\x1B[32m"
+                                                  : "\x1B[36m";
+    return start + text + "\x1B[0m";
+}
+
+}  // namespace Inventory
