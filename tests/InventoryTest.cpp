@@ -63,7 +63,7 @@ TEST_F(InventoryTest, PrintsHelp) {
     const std::map<std::string, Strings> options = {
         {"create", {"--color", "--digest", "--encoding", "--resume", "--seal"}},
         {"verify", {"--color", "--digest", "--seal"}},
-        {"show", {"--color", "--seal"}},
+        {"show", {"--chart", "--color", "--seal"}},
         {"copy", {"--color", "--seal"}},
     };
     for (const auto& [verb, names] : options) {
@@ -142,6 +142,8 @@ const struct ArgumentCase {
      "--color is auto, always or never"},
     {__LINE__, {"show", "b", "--color="}, "never, and not ''"},
     {__LINE__, {"show", "b", "--color"}, "--color needs auto, always or never"},
+    {__LINE__, {"show", "b", "--chart"}, "--chart needs a file behind it"},
+    {__LINE__, {"verify", "a", "b", "--chart=x"}, "verify takes no --chart"},
     {__LINE__, {"help", "--color=never"}, "help takes no --color"},
     {__LINE__, {"help", "--seal=x"}, "help takes no --seal"},
 };

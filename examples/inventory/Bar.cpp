@@ -2,11 +2,8 @@
 
 #include "Bar.h"
 
-#include <Bases/Size.h>
-
 #include <algorithm>
 #include <cmath>
-#include <limits>
 #include <vector>
 
 #include "Output.h"
@@ -36,24 +33,6 @@ std::string LeftOf(double seconds) {
 }
 
 }  // namespace
-
-// GetSizeFormat puts one comma into a number, which is right up to six digits;
-// in a fraction it would stand elsewhere. So a whole number is left.
-std::string RoundSize(unsigned long long bytes) {
-    const char* const units[] = {"B", "KiB", "MiB", "GiB", "TiB", "PiB", "EiB"};
-    double value = 0;
-    unsigned long unit =
-        Novu::GetSizeUnit(static_cast<long long>(std::min<unsigned long long>(
-                              bytes, std::numeric_limits<long long>::max())),
-                          value);
-    if (value < 10 && unit != 0) {
-        value *= 1024;
-        --unit;
-    }
-    std::string text;
-    Novu::GetSizeFormat(text, std::llround(value));
-    return text + " " + units[unit];
-}
 
 std::string BarLine(const Work& work, std::size_t columns) {
     const unsigned long long done = work.readsFiles ? work.bytes : work.entries;

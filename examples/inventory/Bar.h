@@ -24,10 +24,6 @@ struct Work {
 /// the right goes.
 std::string BarLine(const Work& work, std::size_t columns);
 
-/// "5,324 KiB": a whole number below 10240 of the largest unit that gives at
-/// least 10, but for bytes.
-std::string RoundSize(unsigned long long bytes);
-
 }  // namespace Inventory
 
 #endif  // INVENTORY_BAR_H_

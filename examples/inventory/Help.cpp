@@ -116,14 +116,18 @@ Exit status: 0 the same, 1 different, 2 an error.
 )";
 
 const char kShowHelp[] =
-    R"(Usage: inventory show IN.xml [--seal KEYFILE] [--color WHEN]
+    R"(Usage: inventory show IN.xml [--chart FILE.svg] [--seal KEYFILE]
+                      [--color WHEN]
 
 Prints of the inventory IN.xml: the entries and bytes of each type, of all, of
 files with a digest, and of those among them that have the content of one before
-them; the files and bytes of each file extension, for the 20 with the most
-bytes; and the 20 largest files. An extension is what follows the last "." of a
-file's name.
+them; the files and bytes of each file extension, and their share of all bytes,
+for the 20 with the most bytes; and the 20 largest files. An extension is what
+follows the last "." of a file's name.
 
+  --chart FILE.svg  draws the bytes of the largest extensions, and of files by
+                    the time since their last change, as a picture (SVG), which
+                    is plain for a sealed inventory, too
   --seal KEYFILE    IN.xml is sealed: 'inventory help create' says how
   --color WHEN      auto, always or never: 'inventory help' says when that is
   -h, --help        prints this

@@ -65,6 +65,7 @@ const std::vector<OptionEntry>& AllOptions() {
     const unsigned int readers =
         Bit(Verb::Verify) | Bit(Verb::Show) | Bit(Verb::Copy);
     static const std::vector<OptionEntry> options = {
+        {"--chart", "a file", Bit(Verb::Show)},
         {"--color", "auto, always or never", Bit(Verb::Create) | readers},
         {"--digest", nullptr, Bit(Verb::Create) | Bit(Verb::Verify)},
         {"--encoding", "a name", Bit(Verb::Create)},
@@ -213,6 +214,7 @@ Options ParseOptions(const std::vector<std::string>& arguments) {
     options.encoding = sorted.ValueOf("--encoding").value_or(options.encoding);
     options.color = ColorNamed(sorted.ValueOf("--color").value_or("auto"));
     options.resume = sorted.Has("--resume");
+    options.chart = sorted.ValueOf("--chart");
     options.seal = sorted.ValueOf("--seal");
     if (options.resume && !options.digest) {
         throw Failure("--resume goes with --digest, and saves nothing else");

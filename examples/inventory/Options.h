@@ -21,9 +21,10 @@ struct Options {
     std::string target;  // For Verb::Copy: the folder of the copies.
     std::string encoding = "UTF-8";
     Color color = Color::Auto;
-    bool digest = false;              // Digests are computed, or compared.
-    bool resume = false;              // Digests are kept in a journal.
-    std::optional<std::string> seal;  // The file with the key.
+    bool digest = false;               // Digests are computed, or compared.
+    bool resume = false;               // Digests are kept in a journal.
+    std::optional<std::string> chart;  // The picture to draw.
+    std::optional<std::string> seal;   // The file with the key.
 };
 
 /// Reads the arguments after the program's name. Throws Failure for those that

@@ -2,13 +2,18 @@
 
 #include "Output.h"
 
+#include <Bases/Size.h>
+
 #include <algorithm>
 #include <cerrno>
+#include <cmath>
 #include <cstdio>
+#include <limits>
 #include <system_error>
 
 #include "Failure.h"
 #include "Terminal.h"
+#include "Width.h"
 
 namespace Inventory {
 
@@ -27,22 +32,30 @@ void Complain(const std::string& text) {
                stderr);
 }
 
-std::string Table(const std::vector<std::vector<std::string>>& rows) {
+std::string Table(const std::vector<std::vector<std::string>>& rows,
+                  std::size_t leftColumn) {
     std::vector<std::size_t> widths;
     for (const auto& row : rows) {
         widths.resize(std::max(widths.size(), row.size()));
         for (std::size_t i = 0; i < row.size(); ++i) {
-            widths[i] = std::max(widths[i], row[i].size());
+            widths[i] = std::max(widths[i], WidthOf(row[i]));
         }
     }
 
     std::string text;
     for (const auto& row : rows) {
-        for (std::size_t i = 0; i + 1 < row.size(); ++i) {
-            text.append(widths[i] - row[i].size(), ' ');
-            text += row[i] + "  ";
+        for (std::size_t i = 0; i < row.size(); ++i) {
+            const bool isLast = i + 1 == row.size();
+            const std::string blanks(widths[i] - WidthOf(row[i]), ' ');
+            if (i == leftColumn) {
+                text += row[i] + blanks;
+            } else if (isLast && leftColumn == std::string::npos) {
+                text += row[i];
+            } else {
+                text += blanks + row[i];
+            }
+            text += isLast ? "\n" : "  ";
         }
-        text += row.back() + "\n";
     }
     return text;
 }
@@ -60,6 +73,27 @@ std::string HumanSize(unsigned long long bytes) {
         ++unit;
     }
     return WithDecimals(size, 1) + " " + units[unit];
+}
+
+// GetSizeFormat puts one comma into a number, which is right for four digits to
+// six, and elsewhere in a fraction. So a whole number is left, of five at most.
+std::string RoundSize(unsigned long long bytes) {
+    const char* const units[] = {"B", "KiB", "MiB", "GiB", "TiB", "PiB", "EiB"};
+    double value = 0;
+    unsigned long unit =
+        Novu::GetSizeUnit(static_cast<long long>(std::min<unsigned long long>(
+                              bytes, std::numeric_limits<long long>::max())),
+                          value);
+    if (value < 10 && unit != 0) {
+        value *= 1024;
+        --unit;
+    }
+    const long long number = std::llround(value);
+    std::string text = std::to_string(number);
+    if (number >= 1000) {
+        Novu::GetSizeFormat(text, number);
+    }
+    return text + " " + units[unit];
 }
 
 std::string WithDecimals(double value, int decimals) {

@@ -1,16 +1,24 @@
 // inventory show: totals and the largest files of an inventory.
 
+#include <Bases/Time.h>
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <array>
 #include <iterator>
-#include <map>
 #include <set>
 #include <utility>
 
+#include "Chart.h"
 #include "DocumentReader.h"
+#include "Failure.h"
+#include "Files.h"
+#include "Interrupt.h"
 #include "Names.h"
 #include "Output.h"
+#include "Totals.h"
 #include "Verbs.h"
+#include "Walk.h"
 
 namespace Inventory {
 
@@ -20,26 +28,9 @@ using Rows = std::vector<std::vector<std::string>>;
 
 const std::size_t kMostShown = 20;
 
-struct Total {
-    unsigned long long entries = 0;
-    unsigned long long bytes = 0;
-
-    void Add(const Total& other) {
-        entries += other.entries;
-        bytes = AddSizes(bytes, other.bytes);
-    }
-};
-
 std::vector<std::string> Row(const Total& total, const std::string& name) {
     return {std::to_string(total.entries), std::to_string(total.bytes),
             HumanSize(total.bytes), name};
-}
-
-// What follows the last "." of the last part of the path.
-std::string ExtensionOf(const std::string& path) {
-    const std::string name = path.substr(path.rfind('/') + 1);
-    const std::size_t dot = name.rfind('.');
-    return dot != std::string::npos ? name.substr(dot + 1) : "";
 }
 
 std::string TypeTable(const std::vector<Entry>& entries) {
@@ -72,35 +63,14 @@ std::string TypeTable(const std::vector<Entry>& entries) {
 }
 
 std::string ExtensionTable(const std::vector<Entry>& entries) {
-    std::map<std::string, Total> ofExtension;
-    for (const Entry& entry : entries) {
-        if (entry.type == Type::File) {
-            ofExtension[ExtensionOf(entry.path)].Add({1, entry.size});
-        }
+    const NamedTotals totals = TotalsByExtension(entries, kMostShown);
+    const Total whole = SumOf(totals);
+    Rows rows = {{"files", "bytes", "size", "extension", "share"}};
+    for (const auto& [name, total] : totals) {
+        rows.push_back(Row(total, name));
+        rows.back().push_back(ShareOf(total, whole));
     }
-    std::vector<std::pair<std::string, Total>> sorted(ofExtension.begin(),
-                                                      ofExtension.end());
-    // Stable: extensions of as many bytes stay in the order of their names.
-    std::stable_sort(sorted.begin(), sorted.end(),
-                     [](const auto& a, const auto& b) {
-                         return a.second.bytes > b.second.bytes;
-                     });
-
-    Rows rows = {{"files", "bytes", "size", "extension"}};
-    Total others;
-    for (std::size_t i = 0; i < sorted.size(); ++i) {
-        const auto& [extension, total] = sorted[i];
-        if (i < kMostShown) {
-            rows.push_back(Row(
-                total, extension.empty() ? "(none)" : Printable(extension)));
-        } else {
-            others.Add(total);
-        }
-    }
-    if (others.entries != 0) {
-        rows.push_back(Row(others, "(others)"));
-    }
-    return Table(rows);
+    return Table(rows, /*leftColumn=*/3);
 }
 
 std::string LargestTable(std::vector<Entry> entries) {
@@ -119,11 +89,29 @@ std::string LargestTable(std::vector<Entry> entries) {
     return Table(rows);
 }
 
+void RequireOtherFile(const std::string& chart, const std::string& document) {
+    struct stat a;
+    struct stat b;
+    if (::stat(chart.c_str(), &a) == 0 && ::stat(document.c_str(), &b) == 0 &&
+        IdOf(a) == IdOf(b)) {
+        throw Failure(Printable(chart) +
+                      ": the chart would replace the inventory");
+    }
+}
+
 }  // namespace
 
 ExitStatus Show(const Options& options) {
     const std::vector<Entry> entries =
         ReadDocument(options.document, ReadKey(options.seal));
+    if (options.chart) {
+        RequireOtherFile(*options.chart, options.document);
+        RequireReplaceable(*options.chart);
+        CatchInterrupts();
+        // GetCurTime is shifted by the time zone, and this one is not.
+        DrawChart(entries, Novu::GetCurLocalTime(), *options.chart);
+        ReleaseInterrupts();
+    }
     Print(TypeTable(entries) + "\n" + ExtensionTable(entries) + "\n" +
           LargestTable(entries));
     return kDone;

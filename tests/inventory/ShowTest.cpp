@@ -38,12 +38,12 @@ TEST_F(InventoryTest, ShowPrintsTotalsAndTheLargestFiles) {
         "      0           0      0 B  (files with a digest)\n"
         "      0           0      0 B  (duplicates among them)\n"
         "\n"
-        "files       bytes     size  extension\n"
-        "    2  5368709120  5.0 GiB  (none)\n"
-        "    1     1048576  1.0 MiB  gz\n"
-        "    1        1536  1.5 KiB  profile\n"
-        "    2        1536  1.5 KiB  txt\n"
-        "    1        1023   1023 B  %C3%A9%25\n"
+        "files       bytes     size  extension    share\n"
+        "    2  5368709120  5.0 GiB  (none)     100.0 %\n"
+        "    1     1048576  1.0 MiB  gz           0.0 %\n"
+        "    1        1536  1.5 KiB  profile      0.0 %\n"
+        "    2        1536  1.5 KiB  txt          0.0 %\n"
+        "    1        1023   1023 B  %C3%A9%25    0.0 %\n"
         "\n"
         "     bytes     size  file\n"
         "5368709120  5.0 GiB  a.dir/none\n"
@@ -67,10 +67,10 @@ TEST_F(InventoryTest, ShowEndsItsTablesAfterTwenty) {
     EXPECT_EQ(0, result.status);
     const Strings lines = Lines(result.out);
     ASSERT_EQ(9U + 1 + 22 + 1 + 21, lines.size()) << result;
-    EXPECT_EQ("    1   1024  1.0 KiB  e124", lines[11]);
-    EXPECT_EQ("    1   1005   1005 B  e105", lines[30]);
+    EXPECT_EQ("    1   1024  1.0 KiB  e124        4.0 %", lines[11]);
+    EXPECT_EQ("    1   1005   1005 B  e105        4.0 %", lines[30]);
     // 1000 to 1004.
-    EXPECT_EQ("    5   5010  4.9 KiB  (others)", lines[31]);
+    EXPECT_EQ("    5   5010  4.9 KiB  (others)   19.8 %", lines[31]);
     EXPECT_EQ(" 1005   1005 B  f.e105", lines[53]);
 }
 
