@@ -45,7 +45,6 @@ void CopyByLoop(const std::string& from, const std::string& to) {
     char piece[1024];
     ssize_t length = 0;
     while ((length = ::read(source, piece, sizeof piece)) > 0) {
-        // NOLINTNEXTLINE: what is compared afterwards needs no answer.
         if (::write(target, piece, static_cast<std::size_t>(length)) < 0) {
             break;
         }
