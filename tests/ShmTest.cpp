@@ -1066,6 +1066,40 @@ TEST_F(ShmSystemTest, TheFirstCloseRemovesTheSegmentForEveryone) {
     EXPECT_TRUE(next.Unmap(fresh));
 }
 
+// [shm-7]
+TEST_F(ShmSystemTest, NamesOfOneKeyAreOneSegment) {
+    const Segment segment;
+    const std::string first = segment.Name() + std::string("aB");
+    const std::string second = segment.Name() + std::string("b!");
+    Shm shm;
+    EXPECT_TRUE(shm.Create(4096, first.c_str(), 1, 0));
+    Shm stranger;
+    EXPECT_FALSE(stranger.Create(4096, second.c_str(), 1, 0));
+    stranger.Close();
+    EXPECT_TRUE(stranger.Open(second.c_str(), 1));
+    EXPECT_EQ(FieldsOf(shm), FieldsOf(stranger));
+
+    stranger.Close();
+    EXPECT_EQ(kAllOnes, shm.Map()) << "it is gone";
+}
+
+// [shm-7]
+TEST_F(ShmSystemTest, ASegmentOfTheKeyZeroIsItsMakersAlone) {
+    const char* const name = "aaalxxrtnh";
+    ASSERT_EQ(0, KeyOf(name));
+    Shm shm;
+    EXPECT_TRUE(shm.Create(4096, name, 1, 0));
+    unsigned char* const address = shm.Map();
+    ASSERT_NE(kAllOnes, address);
+    Shm other;
+    EXPECT_TRUE(other.Open(name, 1));
+    EXPECT_EQ(kAllOnes, other.Map());
+    Shm another;
+    EXPECT_TRUE(another.Create(4096, name, 1, 0));
+    EXPECT_NE(FieldsOf(shm).shmId, FieldsOf(another).shmId);
+    EXPECT_TRUE(shm.Unmap(address));
+}
+
 TEST_F(ShmSystemTest, TheDestructorRemovesTheSegment) {
     const Segment segment;
     {
