@@ -182,6 +182,31 @@ TEST_F(ChartTest, HasBarsOfTheBytes) {
     EXPECT_EQ(1U, starts.size());
 }
 
+// An hour on each side of where an age ends.
+TEST_F(ChartTest, EndsAgesWhereTheyEnd) {
+    const double ends[] = {1, 7, 30, 91, 365};
+    off_t size = 1;
+    for (const double end : ends) {
+        WriteAged(std::to_string(size), size, end - 1 / 24.0);
+        size *= 2;
+        WriteAged(std::to_string(size), size, end + 1 / 24.0);
+        size *= 2;
+    }
+    Strings titles;
+    for (const Bar& bar : Draw()) {
+        if (bar.kind == "age") {
+            titles.push_back(bar.title);
+        }
+    }
+    EXPECT_EQ((Strings{"under a day: 1 files, 1 bytes",
+                       "under a week: 2 files, 6 bytes",
+                       "under a month: 2 files, 24 bytes",
+                       "under a quarter: 2 files, 96 bytes",
+                       "under a year: 2 files, 384 bytes",
+                       "a year and more: 1 files, 512 bytes"}),
+              titles);
+}
+
 TEST_F(ChartTest, SaysWhatItIs) {
     Write("a.txt", "12345");
     Draw();
