@@ -39,7 +39,7 @@ Guid Of(const char* text) {
 TEST_F(SurprisesTest, guid_1) {
     Guid id;
     drawn = 0;
-    SEEN(id.Generate(); id.Generate(); drawn == 2 * 2496);
+    SEEN(id.Generate(); id.Generate(); drawn == 2UL * 2496);
 }
 
 // [guid-2]

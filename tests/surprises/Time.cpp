@@ -33,7 +33,8 @@ int gettimeofday(timeval* time, void* zone) noexcept {
     return 0;
 }
 
-int settimeofday(const timeval* time, const struct timezone*) noexcept {
+int settimeofday(const timeval* time,
+                 const struct timezone* /*zone*/) noexcept {
     if (time->tv_usec < 0 || time->tv_usec >= 1000000) {
         errno = EINVAL;
         return -1;
