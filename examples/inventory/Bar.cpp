@@ -16,9 +16,13 @@ namespace {
 const std::size_t kShortest = 10;  // Cells of the bar.
 const std::size_t kLongest = 30;
 
-std::string LeftOf(double seconds) {
-    // The comparison is false for what is no number, too.
-    if (!(seconds < 360000)) {
+// How long the work that is left takes at that rate.
+std::string LeftAt(unsigned long long left, double rate) {
+    const double most = 360000;  // Seconds; nobody waits for more.
+    const double seconds = left == 0  ? 0
+                           : rate > 0 ? static_cast<double>(left) / rate
+                                      : most;
+    if (seconds >= most) {
         return "?";
     }
     const auto whole = static_cast<long long>(std::ceil(seconds));
@@ -38,7 +42,6 @@ std::string BarLine(const Work& work, std::size_t columns) {
     const unsigned long long done = work.readsFiles ? work.bytes : work.entries;
     const double rate = static_cast<double>(done) / work.seconds;
     std::vector<std::string> parts;
-    std::size_t cells = 0;
     double share = 0;
     if (work.whole) {
         // A folder can have grown meanwhile.
@@ -63,23 +66,23 @@ std::string BarLine(const Work& work, std::size_t columns) {
     if (work.whole) {
         const unsigned long long left =
             *work.whole - std::min(*work.whole, done);
-        parts.push_back(
-            LeftOf(left == 0 ? 0 : static_cast<double>(left) / rate) + " left");
+        parts.push_back(LeftAt(left, rate) + " left");
     } else if (work.readsFiles) {
         parts.emplace_back("? left");
     }
 
     std::string line;
     for (const std::string& part : parts) {
-        const std::string next = line.empty() ? part : line + "  " + part;
-        if (next.size() > columns) {
+        const std::string gap = line.empty() ? "" : "  ";
+        if (line.size() + gap.size() + part.size() > columns) {
             break;
         }
-        line = next;
+        line.append(gap).append(part);
     }
     const std::size_t around = 3;  // "[", "]" and a blank.
     if (work.whole && columns >= line.size() + around + kShortest) {
-        cells = std::min(kLongest, columns - line.size() - around);
+        const std::size_t cells =
+            std::min(kLongest, columns - line.size() - around);
         const auto full =
             static_cast<std::size_t>(share * static_cast<double>(cells));
         line = "[" + Colored(std::string(full, '#'), Ink::Green) +

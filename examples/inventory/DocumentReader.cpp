@@ -49,7 +49,7 @@ std::string DeclaredEncoding(const std::string& bytes) {
 // Reads the document's tree. Its failures do not name the file.
 class Parser {
 public:
-    explicit Parser(std::string bytes);
+    explicit Parser(std::string& bytes);  // Only read.
     std::vector<Entry> Read();
 
 private:
@@ -64,7 +64,7 @@ private:
     std::set<Novu::Guid> identifiers;  // Those met so far.
 };
 
-Parser::Parser(std::string bytes) {
+Parser::Parser(std::string& bytes) {
     // A value with an entity of the document's own would be read up to it.
     if (bytes.find("<!DOCTYPE") != std::string::npos) {
         throw Failure("has a document type, which no inventory has");
@@ -226,7 +226,8 @@ std::string Parser::TakeName(Attributes& attributes,
 std::vector<Entry> ReadDocument(const std::string& path,
                                 const std::optional<Key>& key) {
     try {
-        std::vector<Entry> entries = Parser(ReadXml(path, key)).Read();
+        std::string bytes = ReadXml(path, key);
+        std::vector<Entry> entries = Parser(bytes).Read();
         std::sort(entries.begin(), entries.end(),
                   [](const Entry& a, const Entry& b) {
                       return IsBefore(a.path, b.path);
