@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <climits>
 #include <ctime>
+#include <string_view>
 #include <system_error>
 
 #include "Beside.h"
@@ -22,7 +23,7 @@ namespace Inventory {
 
 namespace {
 
-const std::string kKind = "inventory-journal 1\n";
+constexpr std::string_view kKind = "inventory-journal 1\n";
 const std::size_t kCheck = 8;    // Digits.
 const std::size_t kDigest = 32;  // Digits.
 
@@ -120,7 +121,8 @@ void Journal::Read() {
     // Killed before its first line was whole, perhaps.
     if (text.size() < kKind.size() &&
         kKind.compare(0, text.size(), text) == 0) {
-        if (::ftruncate(descriptor, 0) != 0 || !WriteAll(descriptor, kKind)) {
+        if (::ftruncate(descriptor, 0) != 0 ||
+            !WriteAll(descriptor, std::string(kKind))) {
             throw Failure(std::generic_category().message(errno));
         }
         return;

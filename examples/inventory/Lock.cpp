@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <string_view>
 #include <system_error>
 
 #include "Beside.h"
@@ -21,7 +22,8 @@ namespace Inventory {
 
 namespace {
 
-const std::string kOwner = "inventory ";  // And the number of the process.
+constexpr std::string_view kOwner =
+    "inventory ";  // And the number of the process.
 
 std::string Because(const std::string& path, const std::string& what) {
     return Printable(path) + ": " + what + ": " +
@@ -111,7 +113,8 @@ bool Lock::Take(const std::string& document) {
         return false;
     }
     // For others to read; where the disk is full, they do without.
-    const std::string owner = kOwner + std::to_string(::getpid()) + "\n";
+    const std::string owner =
+        std::string(kOwner) + std::to_string(::getpid()) + "\n";
     if (::ftruncate(descriptor, 0) == 0) {
         static_cast<void>(::pwrite(descriptor, owner.data(), owner.size(), 0) ==
                           0);

@@ -82,7 +82,7 @@ struct Arguments {
     std::vector<std::string> operands;
 
     bool Has(const std::string& option) const {
-        return options.count(option) != 0;
+        return options.contains(option);
     }
     std::optional<std::string> ValueOf(const std::string& option) const {
         const auto found = options.find(option);

@@ -9,6 +9,7 @@
 #include <charconv>
 #include <climits>
 #include <memory>
+#include <string_view>
 
 #include "Failure.h"
 #include "Files.h"
@@ -18,14 +19,14 @@ namespace Inventory {
 
 namespace {
 
-const std::string kKind = "inventory-sealed ";
-const std::string kVersion = "1\n";
-const std::string kLength = "length ";
+constexpr std::string_view kKind = "inventory-sealed ";
+constexpr std::string_view kVersion = "1\n";
+constexpr std::string_view kLength = "length ";
 const std::size_t kBlock = 16;  // Of the cipher, in bytes.
 const std::size_t kLine = 76;   // Characters of Base64.
 
 // The first block of every document, which tells another key.
-const std::string kStart = "<?xml version=\"1";
+constexpr std::string_view kStart = "<?xml version=\"1";
 
 // The number of groups of `unit` that `count` needs.
 std::size_t Groups(std::size_t count, std::size_t unit) {
@@ -149,7 +150,8 @@ std::string Seal(const unsigned char* document, unsigned long size,
         !std::equal(kStart.begin(), kStart.end(), document)) {
         throw Failure("the document's encoding does not extend ASCII");
     }
-    return kKind + kVersion + kLength + std::to_string(size) + "\n" +
+    return std::string(kKind).append(kVersion).append(kLength) +
+           std::to_string(size) + "\n" +
            InLines(Encoded(Transform(/*encrypt=*/true, key, document, size)));
 }
 

@@ -5,6 +5,7 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include <charconv>
 #include <cstdlib>
 
 namespace Inventory {
@@ -40,9 +41,9 @@ std::size_t Columns() {
         return size.ws_col;
     }
     const std::string text = Variable("COLUMNS");
-    const int columns = std::atoi(text.c_str());
-    return columns > 0 && columns <= 10000 ? static_cast<std::size_t>(columns)
-                                           : 80;
+    std::size_t columns = 0;
+    std::from_chars(text.data(), text.data() + text.size(), columns);
+    return columns > 0 && columns <= 10000 ? columns : 80;
 }
 
 std::string Colored(const std::string& text, Ink ink) {

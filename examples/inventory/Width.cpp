@@ -19,6 +19,7 @@ struct Character {
 Character FirstOf(const char* text, std::size_t size, std::mbstate_t& state) {
     Character first;
     wchar_t code = 0;
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): the state is the caller's.
     const std::size_t used = std::mbrtowc(&code, text, size, &state);
     if (used == 0 || used > size) {  // A zero, or no text of this locale.
         state = std::mbstate_t();

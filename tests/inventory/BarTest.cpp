@@ -16,8 +16,8 @@ namespace InventoryTests {
 
 namespace {
 
-const std::string kGreen = "\x1B[32m";
-const std::string kRed = "\x1B[31m";
+const char* const kGreen = "\x1B[32m";
+const char* const kRed = "\x1B[31m";
 
 std::string WithoutColors(std::string text) {
     for (std::size_t at = text.find("\x1B["); at != std::string::npos;
@@ -242,7 +242,8 @@ TEST_F(BarTest, HasColoursWhereTheyAreWanted) {
         setting.onTerminal = row.onTerminal;
         setting.variables = row.variables;
         Create(setting, row.options);
-        EXPECT_EQ(row.colored, Contains(created.err, kRed + "inventory:"))
+        EXPECT_EQ(row.colored,
+                  Contains(created.err, std::string(kRed) + "inventory:"))
             << created;
         EXPECT_EQ(row.colored, Contains(created.err, "\x1B")) << created;
         EXPECT_EQ((Strings{"inventory: escaped: %01", ""}),
@@ -250,7 +251,7 @@ TEST_F(BarTest, HasColoursWhereTheyAreWanted) {
 
         const Result verified = Verify(setting, row.options);
         EXPECT_EQ(row.colored && row.onTerminal,
-                  Contains(verified.err, kGreen + "#"))
+                  Contains(verified.err, std::string(kGreen) + "#"))
             << verified;
         EXPECT_EQ((Strings{""}), Screen(verified.err));
         EXPECT_FALSE(Contains(verified.out, "\x1B"));
@@ -264,7 +265,8 @@ TEST_F(BarTest, HasColoursInComplaintsAboutOptions) {
     setting.variables = {"TERM=xterm"};
     const Result result = RunInventory({"show", "--color=maybe", "x"}, setting);
     EXPECT_EQ(2, result.status);
-    EXPECT_EQ(0U, result.err.find(kRed + "inventory:\x1B[0m --color is"))
+    EXPECT_EQ(
+        0U, result.err.find(std::string(kRed) + "inventory:\x1B[0m --color is"))
         << result;
 }
 

@@ -13,9 +13,9 @@
 #include <string>
 #include <vector>
 
-#include "Bases/Bases.h"
 #include "Bases/XmlDoc.h"
 #include "tests/inventory/Support.h"
+#include "tests/support/GlobalLocale.h"
 
 namespace InventoryTests {
 
@@ -70,11 +70,7 @@ struct Bar {
 
 class ChartTest : public InventoryTest {
 protected:
-    ChartTest() : chart(dir / "chart.svg") {
-        ::setenv("LC_ALL", "C.UTF-8", 1);
-        Novu::BasesInit();
-    }
-    ~ChartTest() override { Novu::BasesRelease(); }
+    ChartTest() : chart(dir / "chart.svg") {}
 
     // Of the tree, as it is.
     std::vector<Bar> Draw(const Setting& setting = Setting()) {
@@ -120,6 +116,7 @@ protected:
         ASSERT_EQ(0, ::utimensat(AT_FDCWD, (tree + path).c_str(), times, 0));
     }
 
+    NovuTest::GlobalLocale locale{"C.UTF-8"};  // That the reader reads in.
     std::string chart;
     Node picture;
 };

@@ -399,7 +399,7 @@ Strings ContentsEverMade(const TempDir& dir, const Strings& arguments) {
                  !gone && entry != std::filesystem::directory_iterator();
                  entry.increment(gone)) {
                 const std::string path = entry->path().native();
-                if (opened.count(path) == 0) {
+                if (!opened.contains(path)) {
                     Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
                     if (file.Number() != -1) {
                         opened.emplace(path, std::move(file));
