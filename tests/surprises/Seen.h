@@ -26,11 +26,16 @@
 
 namespace NovuTest {
 
-/// Every test begins in the locale "C", whatever the environment says.
+/// Every test begins in the locale "C", whatever the environment says, and with
+/// a standard input: a file in its place is one of [fileio-2].
 class SurprisesTest : public WithDeadline {
 protected:
     SurprisesTest()
-        : earlierLocale(std::locale::global(std::locale::classic())) {}
+        : earlierLocale(std::locale::global(std::locale::classic())) {
+        if (::fcntl(STDIN_FILENO, F_GETFD) == -1) {
+            ::open("/dev/null", O_RDONLY);  // The lowest that is free.
+        }
+    }
     ~SurprisesTest() override { std::locale::global(earlierLocale); }
 
 private:
