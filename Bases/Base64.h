@@ -41,8 +41,8 @@ public:
     /// 2 to the power n, minus 1, for n from 0 to 8.
     static const unsigned long s_nMask[9];
 
-    Base64();
-    virtual ~Base64();
+    Base64();           ///< Nothing is set up.
+    virtual ~Base64();  ///< The alphabet stays as it is.
 
     /// Replaces `out` by the text for `data[0, len)` and answers 1; 0, with
     /// `out` untouched, for a null `data`. `data` may lie in `out`.

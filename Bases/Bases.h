@@ -18,6 +18,7 @@
 
 #include "Bases/Export.h"
 
+/// All of the library but the plain names of Seed.h and tchar.h.
 namespace Novu {
 
 /// Prepares the process; called once, before any other use of the library and

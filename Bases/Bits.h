@@ -40,7 +40,7 @@ public:
     Bits();                       ///< Empty: no block.
     Bits(unsigned long newSize);  ///< That many bits, all 0.
     Bits(const Bits& other);      ///< As `Clone`.
-    virtual ~Bits();
+    virtual ~Bits();              ///< Releases the block.
 
     Bits& operator=(const Bits& other);  ///< As `Clone`.
 

@@ -33,6 +33,7 @@ namespace Novu {
 ///     Novu::DestroyCrypto(crypto);
 class NOVU_API Crypto {
 public:
+    /// What `CreateCrypto` is to make.
     enum Type : unsigned int {
         HashMd5 = 1,         ///< CryptoHashMd5
         BlockCipherSeed = 2  ///< CryptoBlockCipherSeed
@@ -62,7 +63,7 @@ public:
                         unsigned long& consumed, unsigned char*& output,
                         unsigned long& outputLength) = 0;
 
-    virtual ~Crypto();
+    virtual ~Crypto();  ///< Does not call `Destroy`.
 };
 
 /// A new object of that type, after its `Create`. Null for any other value of

@@ -74,7 +74,7 @@ public:
                 unsigned long& consumed, unsigned char*& output,
                 unsigned long& outputLength) override;
 
-    ~CryptoBlockCipherSeed() override;
+    ~CryptoBlockCipherSeed() override;  ///< The round keys are not cleared.
 
 private:
     std::uint32_t roundKeys[32];  // Of the current key.

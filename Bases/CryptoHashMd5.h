@@ -36,10 +36,10 @@ class NOVU_API CryptoHashMd5 : public Crypto {
 public:
     /// In the order in which digests are printed.
     struct MD5Digest_struct {
-        unsigned char bytes[16];
+        unsigned char bytes[16];  ///< The first two digits come from byte 0.
     };
 
-    CryptoHashMd5();
+    CryptoHashMd5();  ///< Ready for use, also without `Create`.
 
     int Create() override;                         ///< Always 1.
     void Destroy() override;                       ///< Does nothing.
@@ -63,7 +63,7 @@ public:
                 unsigned long& consumed, unsigned char*& output,
                 unsigned long& outputLength) override;
 
-    ~CryptoHashMd5() override;
+    ~CryptoHashMd5() override;  ///< There is nothing to release.
 
     /// Begins a digest. The 64 bytes of the context's buffer stay as they are.
     void MD5Init(char (*context)[88]);

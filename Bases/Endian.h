@@ -33,6 +33,7 @@
 
 #include "Bases/Export.h"
 
+/// The byte order of the host, and of others.
 namespace Novu::Endian {
 
 NOVU_API bool IsLittleEndian();  ///< True when the lowest byte comes first.

@@ -60,15 +60,14 @@ public:
     FileFind(const FileFind&) = delete;  // A copy would close the stream twice.
     FileFind& operator=(const FileFind&) = delete;
 
-    virtual ~FileFind();
+    virtual ~FileFind();  ///< As `FindClose`.
 
-    /// @warning By design [filefind-1]: `directory` must end in "/".
-    ///
-    /// Opens `directory` and moves to its first entry other
-    /// than "." and "..". False, and idle, when there is none, or when the
-    /// directory or the entry's status cannot be read; false, with nothing
-    /// changed, while a stream is open.
+    /// Opens `directory` and moves to its first entry other than "." and "..".
+    /// False, and idle, when there is none, or when the directory or the
+    /// entry's status cannot be read; false, with nothing changed, while a
+    /// stream is open.
     /// By design [filefind-6]: `pattern` is not used; every entry is found.
+    /// @warning By design [filefind-1]: `directory` must end in "/".
     bool FindFirst(const std::string& directory, const std::string& pattern);
 
     /// Moves to the next entry. False at the end, for an entry whose status

@@ -68,8 +68,8 @@ public:
     bool Open(const std::string& name, unsigned int access, unsigned int share,
               unsigned int creation);
 
-    void Close();
-    bool IsOpened();
+    void Close();     ///< Closes the descriptor; harmless when closed.
+    bool IsOpened();  ///< Whether a file is open.
 
     /// By design [fileio-3]: always empty; no path is kept.
     void GetPath(std::string& out);
@@ -88,12 +88,12 @@ public:
     /// object answers -1.
     long long Seek(long long offset, unsigned int origin);
 
-    long long SeekFromBegin(long long offset);
-    long long SeekToBegin();
+    long long SeekFromBegin(long long offset);  ///< Counts from the start.
+    long long SeekToBegin();                    ///< To the start.
 
     /// By design [fileio-4]: a positive `offset` moves back from the end.
     long long SeekFromEnd(long long offset);
-    long long SeekToEnd();
+    long long SeekToEnd();  ///< To the end.
 
     long long Tell();  ///< The position.
 

@@ -31,6 +31,7 @@
 
 #include "Bases/Export.h"
 
+/// Files and directories by their paths.
 namespace Novu::FileSys {
 
 // Tests
@@ -40,7 +41,8 @@ namespace Novu::FileSys {
 NOVU_API bool IsExistFile(const char* path);
 NOVU_API bool IsExistFile(const std::string& path);
 
-NOVU_API bool IsDirectory(const std::string& path);  ///< Links are followed.
+/// Whether it is a directory. Links are followed.
+NOVU_API bool IsDirectory(const std::string& path);
 
 // Directories
 
@@ -62,7 +64,8 @@ NOVU_API bool CreateDir(const std::string& path);
 NOVU_API bool CreateDirLevel(const std::string& path, unsigned long level,
                              int createLast);
 
-NOVU_API bool DeleteDir(const std::string& path);  ///< An empty one.
+/// Removes an empty directory.
+NOVU_API bool DeleteDir(const std::string& path);
 
 // Files
 
@@ -91,6 +94,7 @@ NOVU_API bool DeleteFile(const std::string& path);
 
 // Sizes
 
+/// Not the way to learn a size.
 /// @warning By design [filesys-4]: this EMPTIES the file, or makes it where it
 /// is missing, and then answers true with a size of 0. Only a file that the
 /// caller may not write to is left alone, and the answer is false; root may

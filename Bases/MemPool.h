@@ -14,8 +14,8 @@ namespace Novu {
 /// more.
 class NOVU_API MemPool {
 public:
-    MemPool();
-    virtual ~MemPool();
+    MemPool();           ///< Does nothing.
+    virtual ~MemPool();  ///< Does nothing.
 };
 
 }  // namespace Novu

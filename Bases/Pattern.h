@@ -28,9 +28,9 @@ namespace Novu {
 ///     };
 class NOVU_API Command {
 public:
-    virtual ~Command();
+    virtual ~Command();  ///< Commands are deleted through this class.
 
-    virtual void Execute() = 0;
+    virtual void Execute() = 0;  ///< Does it. What it throws passes.
 };
 
 /// Commands that are done one after the other, in the order in which they were

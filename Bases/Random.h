@@ -14,8 +14,8 @@ namespace Novu {
 /// more.
 class NOVU_API Random {
 public:
-    Random();
-    virtual ~Random();
+    Random();           ///< Does nothing.
+    virtual ~Random();  ///< Does nothing.
 };
 
 }  // namespace Novu

@@ -14,8 +14,8 @@ namespace Novu {
 /// more.
 class NOVU_API RegEx {
 public:
-    RegEx();
-    virtual ~RegEx();
+    RegEx();           ///< Does nothing.
+    virtual ~RegEx();  ///< Does nothing.
 };
 
 }  // namespace Novu

@@ -87,7 +87,10 @@ public:
     /// 1 when the semaphore was taken, or a post came, within the timeout.
     int Wait(unsigned int timeout);
 
+    /// Of the process: lets all who wait at this moment go on. Named: adds 1 to
+    /// the system's count. Does nothing where there is no semaphore.
     void Post();
+
     int IsCreated();  ///< 1 also after a `Create` that failed.
 
     /// The count; 0, and `count` as it was, where there is none. For a named
@@ -138,6 +141,8 @@ public:
     NovuEvent(const NovuEvent&) = delete;  // Both would release the semaphore.
     NovuEvent& operator=(const NovuEvent&) = delete;
 
+    /// Releases the semaphore. @warning By design [sem-4]: removes a name for
+    /// everyone.
     ~NovuEvent();
 
     /// Makes the semaphore of an event that is set where `initialState` is not

@@ -66,7 +66,7 @@ public:
     /// fails. Close the object before it is used again.
     bool Open(const char* name, int forReading);
 
-    bool IsOpened();
+    bool IsOpened();  ///< Whether it holds an identifier, or a failure.
 
     /// Maps the segment, for reading only when `forReading` was not 0. Null
     /// where the object holds none.
@@ -76,7 +76,7 @@ public:
 
     bool Unmap(unsigned char* address);  ///< False for null.
 
-    void Close();
+    void Close();  ///< Removes the segment; harmless when it holds none.
 
 private:
     int shmId;     // 0 for none; -1 after a failure.

@@ -14,8 +14,8 @@ namespace Novu {
 /// more.
 class NOVU_API TextFileIo {
 public:
-    TextFileIo();
-    virtual ~TextFileIo();
+    TextFileIo();           ///< Does nothing.
+    virtual ~TextFileIo();  ///< Does nothing.
 };
 
 }  // namespace Novu

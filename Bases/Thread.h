@@ -128,7 +128,7 @@ public:
     ///     worker.StopThread(0xFFFFFFFF, 0);  // Until the round ends.
     int StartThread(int suspended);
 
-    int IsThreadRunning() const;
+    int IsThreadRunning() const;  ///< 1 from a start until the stop.
 
     /// 1 when a stop is asked for within the timeout.
     /// By design [thread-11]: also 1, at once, when not running.

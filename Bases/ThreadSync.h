@@ -34,14 +34,14 @@ class NovuSemaphore;
 ///     int balance = 0;  // Under lock.
 class NOVU_API Cs {
 public:
-    Cs();
+    Cs();  ///< Not locked.
 
     Cs(const Cs&) = delete;  // A copied mutex is none.
     Cs& operator=(const Cs&) = delete;
 
-    ~Cs();
+    ~Cs();  ///< Of a lock that nobody has.
 
-    void Lock() const;
+    void Lock() const;    ///< Waits until no other thread has it.
     void Unlock() const;  ///< By the thread that has it.
     int TryLock() const;  ///< 0 where another thread has it.
 
@@ -59,12 +59,12 @@ private:
 ///     }
 class NOVU_API CsLocker {
 public:
-    CsLocker(const Cs& toLock);
+    CsLocker(const Cs& toLock);  ///< Locks it; it has to outlive this.
 
     CsLocker(const CsLocker&) = delete;  // A copy would unlock twice.
     CsLocker& operator=(const CsLocker&) = delete;
 
-    virtual ~CsLocker();
+    virtual ~CsLocker();  ///< Unlocks it.
 
 private:
     const Cs* locked;  // Not owned.
@@ -115,7 +115,7 @@ public:
     /// By design [sem-3]: with a name, a limit is not waited for.
     int Lock(unsigned int timeout);
 
-    void Unlock();
+    void Unlock();   ///< As `NovuSemaphore::Post`.
     int IsOpened();  ///< As `NovuSemaphore::IsCreated`.
     int Close();     ///< Always 1; not created afterwards.
 
@@ -136,12 +136,12 @@ private:
 ///     return mutex.Lock(0) == 0 ? 0 : 1;  // Taken, by this very thread, too.
 class NOVU_API MutexLocker {
 public:
-    MutexLocker(Mutex& toLock);
+    MutexLocker(Mutex& toLock);  ///< Waits for it; it has to outlive this.
 
     MutexLocker(const MutexLocker&) = delete;  // A copy would unlock twice.
     MutexLocker& operator=(const MutexLocker&) = delete;
 
-    virtual ~MutexLocker();
+    virtual ~MutexLocker();  ///< Unlocks it.
 
 private:
     Mutex* locked;  // Not owned.
@@ -162,15 +162,20 @@ public:
     Event(const Event&) = delete;  // Both would release the event.
     Event& operator=(const Event&) = delete;
 
+    /// As `Close`. @warning By design [sem-4]: removes a name for everyone.
     ~Event();
 
+    /// Makes an event that is set where `initialState` is not 0: of the process
+    /// where `name` is null. 0 where it is opened already, and where the system
+    /// refuses; neither state nor reset change then.
     int Create(int manualReset, int initialState, const char* name);
-    int Open(const char* name);  ///< By design [sem-12]: automatic reset.
-    int IsOpened();
-    int Set();
-    int Reset();
+
+    int Open(const char* name);      ///< By design [sem-12]: automatic reset.
+    int IsOpened();                  ///< As `NovuEvent::IsOpened`.
+    int Set();                       ///< Always 1; lets all who wait go on.
+    int Reset();                     ///< As `NovuEvent::Reset`.
     int Wait(unsigned int timeout);  ///< 1 when set within the timeout.
-    void Close();
+    void Close();                    ///< As `NovuEvent::Close`.
 
     NovuEvent* GetHandle();  ///< Owned by the event.
 

@@ -60,19 +60,19 @@ struct SysTime {
 ///     zone.standardDate.month = 10;
 ///     zone.standardDate.day = 5;
 struct TimeZone {
-    int bias;  ///< From UTC.
-    char standardName[64];
-    SysTime standardDate;  ///< Rule for the day on which daylight saving ends.
-    int standardBias;      ///< During standard time.
-    char daylightName[64];
-    SysTime daylightDate;  ///< Rule for the day on which it starts.
-    int daylightBias;      ///< During daylight time; 0 for no daylight saving.
+    int bias;               ///< From UTC.
+    char standardName[64];  ///< What it is called then. Not read.
+    SysTime standardDate;   ///< Rule for the day on which daylight saving ends.
+    int standardBias;       ///< During standard time.
+    char daylightName[64];  ///< What it is called then. Not read.
+    SysTime daylightDate;   ///< Rule for the day on which it starts.
+    int daylightBias;       ///< During daylight time; 0 for no daylight saving.
 };
 
 /// A zone and what it is called. No function fills one.
 struct TimeZoneDisplay {
-    TimeZone timeZone;
-    char displayName[128];
+    TimeZone timeZone;      ///< The zone.
+    char displayName[128];  ///< What people call it.
 };
 
 // Conversions: true when done.
@@ -167,10 +167,9 @@ NOVU_API bool IsDstStartDay(const long long& t, const TimeZone& tz);
 NOVU_API bool IsDstEndDay(const long long& t, const TimeZone& tz);  ///< Same.
 
 // Time zones
-//
-// By design [time-6]: none of these does anything. Lists and arguments are
-// untouched, and what has an answer answers false.
 
+/// Does nothing, as all of these. By design [time-6]: lists and arguments are
+/// untouched, and what has an answer answers false.
 NOVU_API bool GetTimeZoneList(std::deque<TimeZone*>& zones);
 NOVU_API void ClearTimeZoneList(std::deque<TimeZone*>& zones);
 NOVU_API bool GetTimeZoneDisplayList(std::deque<TimeZoneDisplay*>& zones);

@@ -54,8 +54,8 @@ class Guid;
 ///     good = good && writer.WriteAttribute("title", "Five & Ten") == 1;
 class NOVU_API XmlWriter {
 public:
-    XmlWriter();
-    XmlWriter(const XmlWriter&) = delete;
+    XmlWriter();                           ///< Without a document.
+    XmlWriter(const XmlWriter&) = delete;  // Both would release it.
     XmlWriter& operator=(const XmlWriter&) = delete;
 
     virtual ~XmlWriter();  ///< Releases everything, also in an open document.
@@ -97,6 +97,7 @@ public:
     int WriteAttribute(const std::string& name, unsigned int value);
     /// By design [xml-6]: the low 32 bits, written as a signed int.
     int WriteAttribute(const std::string& name, unsigned long value);
+    /// All digits are written.
     int WriteAttribute(const std::string& name, long long value);
     int WriteAttribute(const std::string& name, unsigned long long value);
     /// Six decimals ("%lf").
@@ -110,10 +111,10 @@ public:
     /// and some more); values as in `WriteAttribute`.
     int WriteEntity(const std::string& text);
     int WriteEntity(int value);
-    int WriteEntity(unsigned int value);   ///< By design [xml-6]: signed.
-    int WriteEntity(unsigned long value);  ///< By design [xml-6]: 32 bits.
-    int WriteEntity(long long value);
-    int WriteEntity(unsigned long long value);
+    int WriteEntity(unsigned int value);        ///< By design [xml-6]: signed.
+    int WriteEntity(unsigned long value);       ///< By design [xml-6]: 32 bits.
+    int WriteEntity(long long value);           ///< All digits are written.
+    int WriteEntity(unsigned long long value);  ///< All digits are written.
     int WriteEntity(double value);  ///< By design [xml-7]: locale's point.
     int WriteEntity(const Guid& value, int format);  ///< [xml-8]: nil is "".
 
@@ -126,6 +127,7 @@ public:
     int WriteElementEntity(const std::string& name, unsigned int value);
     /// By design [xml-6]: the low 32 bits, written as a signed int.
     int WriteElementEntity(const std::string& name, unsigned long value);
+    /// All digits are written.
     int WriteElementEntity(const std::string& name, long long value);
     int WriteElementEntity(const std::string& name, unsigned long long value);
     /// By design [xml-7]: the decimal point is that of the C locale.
@@ -175,8 +177,8 @@ public:
     class Element;    ///< Designates an element; never defined.
     class Attribute;  ///< Designates an attribute; never defined.
 
-    XmlReader();
-    XmlReader(const XmlReader&) = delete;
+    XmlReader();                           ///< Without a document.
+    XmlReader(const XmlReader&) = delete;  // Both would release it.
     XmlReader& operator=(const XmlReader&) = delete;
 
     virtual ~XmlReader();  ///< Releases the document.
@@ -250,6 +252,7 @@ public:
     /// above 2,147,483,647 are not read.
     int GetAttribute(Attribute* attribute, std::string& name,
                      unsigned long& value);
+    /// By design [xml-7]: the decimal point is that of the C locale.
     int GetAttribute(Attribute* attribute, std::string& name, double& value);
 
     /// The value by `Guid::FromString`.

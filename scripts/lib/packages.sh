@@ -26,6 +26,7 @@ apt_names() {
                 libssl-dev nettle-dev uuid-dev python3
             ;;
         clang) echo clang ;;
+        docs) echo doxygen python3 ;;
         fuzz) echo clang libclang-rt-dev llvm ;; # llvm names the functions.
         # npm brings a compiler. Whoever has it from elsewhere keeps that.
         macos)
@@ -50,6 +51,7 @@ brew_names() {
         test) echo googletest openssl ;;
         bench) fail "the benchmarks are for Linux" ;;
         clang) ;;
+        docs) echo doxygen ;;
         fuzz) fail "Apple's compiler has no libFuzzer: fuzz on Linux" ;;
         macos) fail "on macOS, the build itself is the check" ;;
         package) fail "on macOS, Homebrew makes the package" ;;
