@@ -6,10 +6,11 @@
 //          Create or SetUserSecretKey.
 // Timing   Processors with AVX2 and GFNI or AES-NI compute in vectors, which
 //          look nothing up: messages of 13 blocks and more (with GFNI, of 5)
-//          leave no trace of themselves or the key in the cache. Shorter ones,
-//          those on other processors, and single blocks (Bases/Seed.h) go
-//          through tables, by bytes of both, and programs that share the
-//          processor can watch that.
+//          leave no trace of themselves or the round keys in the cache, and
+//          with AVX2 and GFNI the key leaves none when it is set. All else
+//          goes through tables, by bytes of message and key, and programs
+//          that share the processor can watch that: keys that are set on
+//          other processors, shorter messages, single blocks (Bases/Seed.h).
 // See      docs/surprises.md, "Ciphers and digests", for what is By design.
 //
 // The order of bytes in words is the host's: see [seed-1] in Bases/Seed.h.

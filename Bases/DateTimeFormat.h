@@ -8,14 +8,14 @@
 //   M MM       month, 1 or 2                       d dd      day, 1 or 2
 //   h hh       hour, less 12 from 13 on            H HH      hour
 //   m mm       minute                              s ss      second
-//   f ff fff   tenths, hundredths, milliseconds    t tt      A, AM; at 12 P, PM
+//   f ff fff   tenths, hundredths, milliseconds    t tt      A AM, from 12 P PM
 //   F FF FFF   the same, but nothing where the number is 0
 //
 // Errors   False for a buffer that is null or too small and, by design
-//          [datetimeformat-5], for an empty result.
-//          A buffer is untouched then, and a string cleared, as they
-//          are when memory runs out. A time value that cannot be converted is
-//          shown as a record of zeros.
+//          [datetimeformat-5], for an empty result. A buffer is untouched
+//          then, and a string cleared, as they are when memory runs out; what
+//          DateTimeFormatToString appends to is then as it was. A time value
+//          that cannot be converted is shown as a record of zeros.
 // Threads  Any; nothing is shared but the process's time zone.
 // See      docs/surprises.md, "Dates as text", for what is By design.
 //

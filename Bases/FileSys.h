@@ -55,8 +55,9 @@ NOVU_API bool CreateDir(const std::string& path);
 ///
 /// By design [filesys-12]: true only when `path` then is a directory, whatever
 /// was to be made.
-/// By design [filesys-1]: `level` 0, or one beyond the path, stands for the
-/// start of a relative path, and for the third component of an absolute one:
+/// By design [filesys-1]: `level` 0, or one not less than the path's length,
+/// stands for the start of a relative path, and for the third component of an
+/// absolute one:
 /// "/Users/name/" is taken to exist. An absolute path with fewer than two "/"
 /// from position 2 on answers true at once, and nothing is made.
 /// By design [filesys-2]: a leading part of two characters, as "a/", is never

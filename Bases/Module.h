@@ -33,8 +33,9 @@ NOVU_API bool IsExistProcess(unsigned int pid);
 
 NOVU_API unsigned int GetProcessId();  ///< Of this process.
 
-/// The directory of the program. False for a null `buf`, a `size` of 0 and too
-/// little room; on Linux the buffer is untouched then.
+/// The directory of the program. False for a null `buf`, a `size` of 0, too
+/// little room, and where the system does not tell; on Linux the buffer is
+/// untouched then.
 NOVU_API bool GetProcessDir(char* buf, unsigned long size);
 
 /// The same.
@@ -44,7 +45,8 @@ NOVU_API bool GetModuleDir(char* buf, unsigned long size);
 NOVU_API bool GetModulePath(char* buf, unsigned long size);
 
 /// The same as strings.
-/// By design [module-3]: empty where it is longer than 1023 characters.
+/// By design [module-3]: empty where the system does not tell, and where it is
+/// longer than 1023 characters.
 NOVU_API void GetModulePath(std::string& path);
 NOVU_API void GetModuleDir(std::string& dir);
 

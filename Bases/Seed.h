@@ -4,8 +4,9 @@
 //          round keys is 32 such words. None of them needs to be aligned.
 // Errors   None: pointers are not checked.
 // Threads  Any; nothing is shared. Calls may share a table, but no block.
-// Timing   Blocks are looked up in tables by their bytes: see
-//          Bases/CryptoBlockCipherSeed.h, which has ways without.
+// Timing   Blocks, and keys where there are not AVX2 and GFNI, are looked up
+//          in tables by their bytes: see Bases/CryptoBlockCipherSeed.h, which
+//          has ways without.
 // See      docs/surprises.md, "Ciphers and digests", for what is By design.
 //
 // By design [seed-1]: words are read from and written to memory in the host's

@@ -116,9 +116,9 @@ public:
     /// thread to give. The body then never runs, and `StopThread` does not wait
     /// for it.
     /// By design [thread-6]: where one of its three events cannot be made,
-    /// which does not happen on Linux, this and every later start answers 0. By
-    /// design [thread-7]: takes 100 microseconds more than it would, in which
-    /// the thread begins.
+    /// which does not happen on Linux, this and every later start answers 0.
+    /// By design [thread-7]: takes 100 microseconds more than it would, in
+    /// which the thread begins.
     ///
     /// Example (examples/Thread.cpp):
     ///
@@ -154,7 +154,8 @@ public:
     NovuEvent* GetStopThreadEvent() const;  ///< Owned by the thread.
 
     /// By design [thread-14]: the first word of the system's thread object, and
-    /// not the number that the system knows it by; 0 when not running.
+    /// not the number that the system knows it by; 0 when not running, and
+    /// where the system made none ([thread-5]).
     unsigned long long GetThreadId() const;
 
     /// By design [thread-10]: all threads that are not running are equal; one

@@ -26,7 +26,8 @@ class NovuSemaphore;
 /// unlocks it as often. Destroying a locked one is the caller's error.
 ///
 /// To wait here is no cancellation point: a thread that is forced to stop
-/// (Thread.h) while it waits stops once it has the lock.
+/// (Thread.h) while it waits goes on until it has the lock, and ends at its
+/// next cancellation point.
 ///
 /// Example (examples/ThreadSync.cpp):
 ///
@@ -117,7 +118,10 @@ public:
 
     void Unlock();   ///< As `NovuSemaphore::Post`.
     int IsOpened();  ///< As `NovuSemaphore::IsCreated`.
-    int Close();     ///< Always 1; not created afterwards.
+
+    /// Always 1; not created afterwards.
+    /// By design [sem-4]: removes a name for everyone.
+    int Close();
 
     NovuSemaphore* GetHandle();  ///< Owned by the mutex.
 

@@ -119,8 +119,8 @@ public:
     int WriteEntity(const Guid& value, int format);  ///< [xml-8]: nil is "".
 
     /// An element that holds `text`, begun, written and ended; values as in
-    /// `WriteAttribute`. The answer is that of the text, and the element is
-    /// ended either way.
+    /// `WriteAttribute`. 0 where the element cannot be begun; else the answer
+    /// is that of the text, and the element is ended either way.
     int WriteElementEntity(const std::string& name, const std::string& text);
     int WriteElementEntity(const std::string& name, int value);
     /// By design [xml-6]: written as a signed int.
