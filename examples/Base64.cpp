@@ -27,6 +27,7 @@ int main() {
 
     // A line break is foreign, too: take white space out before.
     text.insert(4, "\n");
+    out.resize(text.size() + 1);
     std::cout << base64.Decode(text.c_str(), out.data()) << '\n';
 }
 

@@ -44,7 +44,6 @@ def linked(text):
                 parts[n] = f"<tt>{code}</tt>"
             continue
         part = re.sub(r"<(?=[A-Za-z_/])", r"\\<", part)
-        part = re.sub(r"%(?=[\w.])", "%%", part)
         parts[n] = SURPRISE.sub(r'@ref \1 "[\1]"', part)
     return "".join(parts)
 
