@@ -20,8 +20,9 @@ SURPRISE = re.compile(r"\[([a-z][a-z0-9]*-\d+)\]")
 PLACE = re.compile(r'docs/(\w+)\.md, "([^"]+)"')
 # What is neither a declaration nor a part of one.
 NOTHING = re.compile(r" *(//|#(?!define NOVU_API)|[{}]|public|private)")
-# What begins a line of an entry of the register, which is to be a paragraph.
-ENTRY_LINE = re.compile(r"^([A-Z][a-z]+(?: [a-z]+)*): (?=\S)")
+# What a part of an entry of the register begins with, and a whole one.
+LABEL = re.compile(r"^- ([A-Z][a-z]+(?: [a-z]+)*): ")
+PART = re.compile(r"^- .*(?:\n  .*)+", re.MULTILINE)
 LINK = re.compile(r"(!?)\[([^][]*)\]\((?!https?:)([^)\s]*)\)")
 REFERENCED = {("Bases", ".h"), ("examples", ".cpp")}  # Beside the pages.
 CODE_SPAN = re.compile(r"(`[^`]*`)")
@@ -40,7 +41,7 @@ def linked(text):
     for n, part in enumerate(parts):
         if n % 2 == 1:
             if re.search(r"[^\w.,:;()/ +-]", part[1:-1]):
-                code = re.sub(r"([\\@%#*_])", r"\\\1", html.escape(part[1:-1]))
+                code = re.sub(r"([\\@%#*_]|::)", r"\\\1", html.escape(part[1:-1]))
                 parts[n] = f"<tt>{code}</tt>"
             continue
         part = re.sub(r"<(?=[A-Za-z_/])", r"\\<", part)
@@ -183,7 +184,7 @@ def prose(name, line):
 
     line = re.sub(LINK, target, line)
     if name == "surprises":
-        line = re.sub(ENTRY_LINE, r"\n**\1:** ", line)
+        line = re.sub(LABEL, r"- **\1:** ", line)
     if name == "tasks":
         line = re.sub(r"`Novu::([\w:]+)`", r'@ref Novu::\1 "\1"', line)
     if line.lstrip().startswith("<"):  # A picture, or a comment.
@@ -192,14 +193,16 @@ def prose(name, line):
 
 
 def joined(match):
-    return match[0].replace("\n", " ")
+    return re.sub(r"\n *", " ", match[0])
 
 
 def main():
     path = pathlib.Path(sys.argv[1])
     text = path.read_text(encoding="utf-8")
-    if path.suffix == ".md":  # Links on one line each.
+    if path.suffix == ".md":  # Links on one line each, and code.
         text = re.sub(r"\[[^][`]*\n[^][`]*\]\(", joined, text)
+        if path.stem == "surprises":
+            text = re.sub(PART, joined, text)
     lines = text.splitlines()
     if path.suffix == ".h":
         lines = header(lines) + example(path.stem)
