@@ -17,7 +17,7 @@
 //
 // Example (examples/FileSys.cpp):
 //
-//     // Level 1: every folder of the path that is missing.
+//     // Level 1: every missing folder of an absolute path.
 //     if (!FileSys::CreateDirLevel(folder + "/backup/", 1, 1) ||
 //         !FileSys::CopyFile(from, to) ||  // Refused where there is one.
 //         std::filesystem::file_size(from) != std::filesystem::file_size(to)) {

@@ -16,7 +16,7 @@ bool Exchange(const std::string& folder) {
     const std::string to = folder + "/backup/settings.txt";
 
     namespace FileSys = Novu::FileSys;
-    // Level 1: every folder of the path that is missing.
+    // Level 1: every missing folder of an absolute path.
     if (!FileSys::CreateDirLevel(folder + "/backup/", 1, 1) ||
         !FileSys::CopyFile(from, to) ||  // Refused where there is one.
         std::filesystem::file_size(from) != std::filesystem::file_size(to)) {

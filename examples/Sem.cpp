@@ -20,8 +20,9 @@ int Tell(const char* name) {
 
 bool Listen(const std::string& name) {
     Novu::NovuEvent ready;
-    if (ready.Create(0, 0, name.c_str()) != 1) {  // Before the other begins:
-        return false;                             // it removes the name.
+    // Before the other process begins, whose end removes the name.
+    if (ready.Create(0, 0, name.c_str()) != 1) {
+        return false;
     }
     const pid_t other = fork();
     if (other == 0) {

@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <iostream>
 #include <string>
+#include <system_error>
 
 int main(int argc, char** argv) {
     const std::string folder = std::string(argc > 1 ? argv[1] : ".") + "/";
@@ -10,10 +11,12 @@ int main(int argc, char** argv) {
     bool known = find.FindFirst(folder, "");
     if (!known) {
         // Unreadable, or empty, or its first entry has no status.
-        for (const auto& entry : std::filesystem::directory_iterator(folder)) {
-            std::cout << entry.path().filename().native() << '\n';
+        std::error_code error;
+        std::filesystem::directory_iterator entry(folder, error);
+        for (; !error && entry != end(entry); entry.increment(error)) {
+            std::cout << entry->path().filename().native() << '\n';
         }
-        return 0;
+        return error ? 1 : 0;
     }
 
     // FindNext answers false for an entry without a status as it does at the

@@ -3,7 +3,7 @@
 #include <iostream>
 
 int main() {
-    Novu::BasesInit();  // Once, before anything else.
+    Novu::BasesInit();  // First; throws where LANG names no known locale.
 
     Novu::Guid id;
     id.Generate();

@@ -157,7 +157,7 @@ TEST_F(InventoryTest, RefusesArgumentsThatMakeNoSense) {
         EXPECT_EQ(2, result.status) << result;
         EXPECT_EQ("", result.out);
         EXPECT_TRUE(Contains(result.err, row.message)) << result;
-        EXPECT_TRUE(Contains(result.err, "try 'inventory --help'")) << result;
+        EXPECT_TRUE(Contains(result.err, "try 'inventory help'")) << result;
         EXPECT_TRUE(IsHarmless(result.err));
     }
     ExpectBeside({});

@@ -120,7 +120,7 @@ Attributes Parser::ReadAttributes(Novu::XmlReader::Element* element) {
         if (reader.GetAttribute(attribute, name, value) == 0) {
             throw Failure("the attribute " + Printable(name) +
                           " has no form in this locale's character set, " +
-                          CharacterSet());
+                          CharacterSet() + " (LC_ALL chooses it)");
         }
         if (!attributes.emplace(name, value).second) {
             throw Failure("the attribute " + Printable(name) +

@@ -302,6 +302,18 @@ TEST_F(InventoryTest, RefusesForeignDocuments) {
 }
 
 // XmlReader leaves a name as it was when it cannot convert the next one.
+// A key, say, in the place of the document.
+TEST_F(InventoryTest, ShowsNothingOfWhatIsNoDocument) {
+    const std::string key = dir.Write("key", std::string(32, 'a') + '\n');
+    const Result result = RunInventory({"show", key});
+    EXPECT_EQ(2, result.status);
+    EXPECT_EQ("", result.out);
+    EXPECT_EQ("inventory: " + key +
+                  ": no XML document that is well-formed and declares a known "
+                  "encoding\n",
+              result.err);
+}
+
 TEST_F(InventoryTest, DoesNotTakeAnElementOfAnUnknownNameForAnEntry) {
     const std::string in =
         dir.Write("in.xml", DocumentOf(FileElement(1, "a", "1") +

@@ -143,6 +143,12 @@ TEST_F(SemSurprisesTest, sem_16) {
     ASSERT_EQ(1, a.Create(1, 0, name));
     ASSERT_EQ(1, b.Create(0, 0, name));
     SEEN(a.Set(); b.Wait(0) == 1 && a.Set() == 1 && b.Wait(0) == 0);
+
+    // A reset is no way round, where the other side has not woken yet.
+    EXPECT_EQ(1, a.Reset());
+    EXPECT_EQ(1, a.Set());
+    EXPECT_EQ(1, a.Reset());
+    EXPECT_EQ(0, b.Wait(0));
 }
 
 }  // namespace

@@ -39,7 +39,7 @@ TEST_F(SurprisesTest, string_4) {
 
 // [string-5]
 TEST_F(SurprisesTest, string_5) {
-    SEEN(mbs_to_tcs("\xff", std::locale("C.utf8")) == "\xff");
+    SEEN(mbs_to_tcs("\xff", std::locale("C.UTF-8")) == "\xff");
 }
 
 }  // namespace
