@@ -2,7 +2,8 @@
 
 # novu_check(NAME LABEL label... COMMAND argument... [PROPERTIES name value...]):
 # a script that exits with 0 when all is well. Those with the label "afresh" look
-# at what they compile themselves, whatever the preset has built.
+# at what they compile themselves, whatever the preset has built; those that build
+# the library for it also have the label "whole".
 function(novu_check name)
     cmake_parse_arguments(arg "" "" "LABEL;COMMAND;PROPERTIES" ${ARGN})
     add_test(
@@ -177,7 +178,7 @@ novu_check(
 if(NOVU_X86_PATHS)
     novu_check(
         portable
-        LABEL interface afresh
+        LABEL interface afresh whole
         COMMAND
             ${interface}/portable
             ${CMAKE_CXX_COMPILER}
@@ -302,7 +303,7 @@ if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
         endif()
         set(labels consumer)
         if(way MATCHES "^(deb|subdirectory)$")
-            list(APPEND labels afresh)
+            list(APPEND labels afresh whole)
         endif()
         if(way STREQUAL "deb")
             list(APPEND fixture TIMEOUT 600)
