@@ -86,12 +86,12 @@ private:
 /// program out, since that removes it on its way out ([sem-4]), and a holder
 /// that is killed leaves it taken. Hold a file with flock(2) instead.
 ///
-/// Example (examples/ThreadSync.cpp):
+/// Example (examples/OneAtATime.cpp):
 ///
-///     // With a name; one without does not open again.
-///     const std::string name = "/novu-example-" + std::to_string(getpid());
-///     Novu::Mutex mutex;
-///     if (mutex.Create(name.c_str()) != 1) {
+///     // Made before the others begin, and kept until all of them have ended:
+///     // the first that closes it removes the name for those who come later.
+///     Novu::Mutex turns;
+///     if (turns.Create(name.c_str()) != 1 || turns.Lock(0) != 1) {
 ///         return 1;
 ///     }
 class NOVU_API Mutex {
@@ -134,10 +134,12 @@ private:
 /// By design [threadsync-4]: it also does the latter where the wait failed, as
 /// it does on a mutex that is not created.
 ///
-/// Example (examples/ThreadSync.cpp):
+/// Example (examples/OneAtATime.cpp):
 ///
-///     const Novu::MutexLocker locker(mutex);
-///     return mutex.Lock(0) == 0 ? 0 : 1;  // Taken, by this very thread, too.
+///     void Say(Novu::Mutex& turns, const std::string& text) {
+///         const Novu::MutexLocker locker(turns);  // Until the end.
+///         std::cout << text << std::flush;
+///     }
 class NOVU_API MutexLocker {
 public:
     MutexLocker(Mutex& toLock);  ///< Waits for it; it has to outlive this.
@@ -157,7 +159,7 @@ private:
 ///
 ///     Novu::Event paid;
 ///     if (paid.Create(1, 0, nullptr) != 1 || paid.Wait(10) != 0) {
-///         return 1;  // Nobody has set it: the wait was in vain.
+///         return 1;  // Not created, or set although nobody did.
 ///     }
 class NOVU_API Event {
 public:
