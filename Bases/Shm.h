@@ -38,10 +38,13 @@ namespace Novu {
 /// Example (examples/Shm.cpp):
 ///
 ///     Novu::Shm shared;
-///     if (!Make(name, 4096) || !shared.Open(name.c_str(), 0)) {
-///         return 1;
+///     unsigned char* memory = nullptr;
+///     if (shared.Open(name.c_str(), 0)) {
+///         memory = shared.Map();
+///         if (~reinterpret_cast<std::uintptr_t>(memory) == 0) {
+///             memory = nullptr;  // All ones is a failure, too.
+///         }
 ///     }
-///     unsigned char* const memory = shared.Map();
 class NOVU_API Shm {
 public:
     Shm();  ///< Holds none.

@@ -29,7 +29,12 @@
 // Example (examples/String.cpp):
 //
 //     // mbs_ with this locale, and not utf8_, which asks the C library's.
-//     const std::locale utf8("C.UTF-8");
+//     std::locale utf8;
+//     try {
+//         utf8 = std::locale("C.UTF-8");
+//     } catch (const std::runtime_error&) {
+//         utf8 = std::locale("en_US.UTF-8");  // Where the former is not.
+//     }
 //     const std::wstring wide = Novu::mbs_to_wcs(text, utf8);
 //     std::cout << text.size() << " bytes, " << wide.size() << " characters\n";
 

@@ -2,6 +2,7 @@
 
 #include <Bases/Bases.h>
 
+#include <clocale>
 #include <iostream>
 #include <locale>
 #include <stdexcept>
@@ -19,6 +20,7 @@ int main() {
     // user's decimal point: give them back the one of C.
     std::locale::global(std::locale(std::locale(), std::locale::classic(),
                                     std::locale::numeric));
+    std::setlocale(LC_NUMERIC, "C");  // Not every C++ library has done so.
 
     std::cout << "1.5 is " << std::to_string(1.5) << '\n';
 

@@ -20,7 +20,8 @@ int main() {
     }
 
     // Whole messages leave at the front.
-    while (received.GetSize() > received.GetBuffer()[0]) {
+    while (received.GetSize() != 0 &&
+           received.GetSize() > received.GetBuffer()[0]) {
         const unsigned char* const front = received.GetBuffer();
         const unsigned long length = front[0];
         std::cout << std::string(front + 1, front + 1 + length) << '\n';

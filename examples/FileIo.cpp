@@ -18,7 +18,8 @@ const unsigned int kExisting = 4;  // Nor does this one harm it.
 bool Save(const std::string& path, const std::string& text) {
     Novu::FileIo file;
     const auto size = static_cast<unsigned int>(text.size());
-    return file.Open(path, kWrite, 0, kNew) &&
+    return size == text.size() &&  // It could be 4 GiB, or more.
+           file.Open(path, kWrite, 0, kNew) &&
            // The bytes are only read.
            file.Write(const_cast<char*>(text.data()), size) == size &&
            file.Flush();

@@ -31,8 +31,10 @@ bool Exchange(const std::string& folder) {
     unsigned long long total = 0;
     unsigned long long used = 0;  // Less than it should be on large disks.
     unsigned long long free = 0;
-    return FileSys::GetDiskSize(folder, total, used, free) && free <= total &&
-           FileSys::DeleteDir(folder + "/backup");
+    if (!FileSys::GetDiskSize(folder, total, used, free) || free > total) {
+        return false;
+    }
+    return FileSys::DeleteDir(folder + "/backup");
 }
 
 }  // namespace

@@ -28,9 +28,9 @@ bool Listen(const std::string& name) {
     if (other == 0) {
         _exit(Tell(name.c_str()));
     }
+    const bool heard = other > 0 && ready.Wait(kForever) == 1;
     int status = 0;
-    return other > 0 && ready.Wait(kForever) == 1 &&
-           waitpid(other, &status, 0) == other && status == 0;
+    return heard && waitpid(other, &status, 0) == other && status == 0;
 }
 
 bool Count(const std::string& name) {
