@@ -53,8 +53,8 @@ NOVU_API bool CreateDir(const std::string& path);
 /// front of a "/" and, when `createLast` is not 0, the last component. The
 /// search for a "/" begins at position `level`.
 ///
-/// By design [filesys-12]: true only when `path` then is a directory, whatever
-/// was to be made.
+/// By design [filesys-12]: but for [filesys-1], true only when `path` then is a
+/// directory, whatever was to be made.
 /// By design [filesys-1]: `level` 0, or one not less than the path's length,
 /// stands for the start of a relative path, and for the third component of an
 /// absolute one:

@@ -128,7 +128,8 @@ private:
 /// By design [sem-10]: a `Set` releases all who wait, with automatic reset too.
 ///
 /// By design [sem-11]: objects of one name share the system's count and not
-/// the flag: a `Set` lets one wait of the others through.
+/// the flag: a `Set` lets one wait of the others through, and a second one none
+/// [sem-16]. For more than one signal, name a `NovuSemaphore`.
 ///
 /// Example (examples/Sem.cpp):
 ///
