@@ -125,7 +125,7 @@ def header(lines):
             if comment and (pending or "///<" not in line):
                 out += [f"/// {text}".rstrip() for text in described(comment)]
             pending = False
-        line = re.sub(r"= delete;(  // )?", copied, line)
+        line = re.sub("= delete;(  // )?", "= delete;  ///< No copies. ", line)
         if trailing := re.search(r"///< ", line):
             end = trailing.end()
             line = line[:end] + linked(line[end:])
@@ -136,10 +136,6 @@ def header(lines):
                 comment = []
             declaration = ""
     return out
-
-
-def copied(match):
-    return "= delete;  ///< No copies. " + ("" if match[1] else "")
 
 
 # Pages
