@@ -70,8 +70,11 @@ private:
 
 // [filesys-1]
 TEST_F(FileSysSurprisesTest, filesys_1) {
-    SEEN(FileSys::CreateDirLevel("/tmp/novu-nothing", 0, 1) &&
-         !FileSys::IsDirectory("/tmp/novu-nothing"));
+    // Not in `dir`: a path with one "/" from position 2 on.
+    const std::string missing =
+        "/tmp/" + fs::path(dir).filename().string() + 'x';
+    SEEN(FileSys::CreateDirLevel(missing, 0, 1) &&
+         !FileSys::IsDirectory(missing));
 }
 
 // [filesys-2]
