@@ -23,7 +23,6 @@ int Hold(const std::string& path) {
     return file;
 }
 
-// Tells it to the others, of whom none does so meanwhile.
 void Say(Novu::Mutex& turns, const std::string& text) {
     const Novu::MutexLocker locker(turns);  // Until the end.
     std::cout << text << std::flush;
@@ -35,7 +34,8 @@ int main() {
     // A program's own is the same in every run, such as "/ledger-turns".
     const std::string name = "/novu-example-" + std::to_string(getpid());
     const std::string path = std::filesystem::temp_directory_path() += name;
-    const bool alone = Hold(path) != -1 && Hold(path) == -1;
+    const int held = Hold(path);
+    const bool alone = held != -1 && Hold(path) == -1;
     std::filesystem::remove(path);  // A program's own stays there.
 
     // Made before the others begin, and kept until all of them have ended:

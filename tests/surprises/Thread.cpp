@@ -46,22 +46,24 @@ int usleep(useconds_t microseconds) {
 
 // The system would refuse most priorities: a call counts, not what it does.
 
-int pthread_setschedparam(pthread_t, int, const sched_param*) noexcept {
+int pthread_setschedparam(pthread_t /*thread*/, int /*policy*/,
+                          const sched_param* /*given*/) noexcept {
     ++scheduled;
     return 0;
 }
 
-int pthread_setschedprio(pthread_t, int) noexcept {
+int pthread_setschedprio(pthread_t /*thread*/, int /*priority*/) noexcept {
     ++scheduled;
     return 0;
 }
 
-int sched_setparam(pid_t, const sched_param*) noexcept {
+int sched_setparam(pid_t /*process*/, const sched_param* /*given*/) noexcept {
     ++scheduled;
     return 0;
 }
 
-int sched_setscheduler(pid_t, int, const sched_param*) noexcept {
+int sched_setscheduler(pid_t /*process*/, int /*policy*/,
+                       const sched_param* /*given*/) noexcept {
     ++scheduled;
     return 0;
 }
