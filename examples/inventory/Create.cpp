@@ -72,6 +72,10 @@ struct Summary {
 
 ExitStatus Create(const Options& options) {
     CatchInterrupts();
+    if (options.seal) {
+        RequireOtherFile(options.document, *options.seal,
+                         "the inventory would replace the key");
+    }
     const std::optional<Key> key = ReadKey(options.seal);
     RequireReplaceable(options.document);
     std::optional<Lock> lock(options.document);

@@ -10,12 +10,14 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <filesystem>
 #include <memory>
 #include <system_error>
 
 #include "Failure.h"
 #include "Interrupt.h"
 #include "Names.h"
+#include "Walk.h"
 
 namespace Inventory {
 
@@ -99,6 +101,21 @@ void RequireReplaceable(const std::string& path) {
     if (::lstat(path.c_str(), &info) == 0 && !S_ISREG(info.st_mode)) {
         throw Failure(Printable(path) +
                       ": something other than a file is there");
+    }
+}
+
+void RequireOtherFile(const std::string& target, const std::string& path,
+                      const std::string& problem) {
+    struct stat a;
+    struct stat b;
+    const bool isThere = ::stat(target.c_str(), &a) == 0;
+    // Where nothing is yet, the names alone can tell.
+    const bool isSame =
+        isThere ? ::stat(path.c_str(), &b) == 0 && IdOf(a) == IdOf(b)
+                : std::filesystem::path(target).lexically_normal() ==
+                      std::filesystem::path(path).lexically_normal();
+    if (isSame) {
+        throw Failure(Printable(target) + ": " + problem);
     }
 }
 

@@ -17,6 +17,11 @@ std::string ReadFile(const std::string& path, std::size_t most,
 /// document must not replace: a folder, a link, a device.
 void RequireReplaceable(const std::string& path);
 
+/// Throws Failure, which names `target` and says `problem`, when what is put at
+/// `target` would replace the file at `path`, whatever names lead to it.
+void RequireOtherFile(const std::string& target, const std::string& path,
+                      const std::string& problem);
+
 /// Writes the file of that name, which is there and empty. False, with errno,
 /// where it cannot.
 using Writing = std::function<bool(const std::string& name)>;

@@ -1,7 +1,6 @@
 // inventory show: totals and the largest files of an inventory.
 
 #include <Bases/Time.h>
-#include <sys/stat.h>
 
 #include <algorithm>
 #include <array>
@@ -11,14 +10,12 @@
 
 #include "Chart.h"
 #include "DocumentReader.h"
-#include "Failure.h"
 #include "Files.h"
 #include "Interrupt.h"
 #include "Names.h"
 #include "Output.h"
 #include "Totals.h"
 #include "Verbs.h"
-#include "Walk.h"
 
 namespace Inventory {
 
@@ -89,23 +86,20 @@ std::string LargestTable(std::vector<Entry> entries) {
     return Table(rows);
 }
 
-void RequireOtherFile(const std::string& chart, const std::string& document) {
-    struct stat a;
-    struct stat b;
-    if (::stat(chart.c_str(), &a) == 0 && ::stat(document.c_str(), &b) == 0 &&
-        IdOf(a) == IdOf(b)) {
-        throw Failure(Printable(chart) +
-                      ": the chart would replace the inventory");
-    }
-}
-
 }  // namespace
 
 ExitStatus Show(const Options& options) {
+    if (options.chart) {
+        RequireOtherFile(*options.chart, options.document,
+                         "the chart would replace the inventory");
+        if (options.seal) {
+            RequireOtherFile(*options.chart, *options.seal,
+                             "the chart would replace the key");
+        }
+    }
     const std::vector<Entry> entries =
         ReadDocument(options.document, ReadKey(options.seal));
     if (options.chart) {
-        RequireOtherFile(*options.chart, options.document);
         RequireReplaceable(*options.chart);
         CatchInterrupts();
         // GetCurTime is shifted by the time zone, and this one is not.

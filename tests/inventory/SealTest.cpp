@@ -253,6 +253,43 @@ TEST_F(SealTest, NamesAKeyThatCannotBeRead) {
     ExpectBeside({"key"});
 }
 
+TEST_F(SealTest, KeepsItsKey) {
+    Write("a", "1");
+    dir.Write("in.xml", Sealed(DocumentOf(FileElement(1, "a", "10"))));
+    const std::string content = Content(key);
+    std::filesystem::create_hard_link(key, dir / "same");
+    std::filesystem::create_symlink("key", dir / "link");
+    const std::string in = dir / "in.xml";
+    for (const std::string& from : {key, dir / "link"}) {
+        for (const std::string& to : {key, dir / "./key", dir / "same"}) {
+            SCOPED_TRACE(testing::Message() << from << " " << to);
+            const Result create =
+                RunInventory({"create", tree, to, "--seal", from});
+            EXPECT_EQ(2, create.status);
+            EXPECT_EQ("", create.out);
+            EXPECT_EQ(
+                "inventory: " + to + ": the inventory would replace the key\n",
+                create.err);
+            const Result show =
+                RunInventory({"show", in, "--seal", from, "--chart", to});
+            EXPECT_EQ(2, show.status);
+            EXPECT_EQ("", show.out);
+            EXPECT_EQ("inventory: " + to +
+                          ": the chart would replace the "
+                          "key\n",
+                      show.err);
+        }
+    }
+    // One name for what is not there yet.
+    const std::string none = dir / "none";
+    EXPECT_EQ(
+        "inventory: " + none + ": the inventory would replace the key\n",
+        RunInventory({"create", tree, none, "--seal", dir / "./none"}).err);
+    EXPECT_EQ(content, Content(key));
+    EXPECT_EQ(content, Content(dir / "same"));
+    ExpectBeside({"key", "same", "link", "in.xml"});
+}
+
 // What does not open
 
 TEST_F(SealTest, NeedsItsKeyAndNoOther) {
