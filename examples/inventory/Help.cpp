@@ -35,7 +35,8 @@ A name that holds a "%", or that cannot be shown as it is, is printed with "%"
 and every byte outside printable ASCII as %XX, in hexadecimal digits.
 
 Exit status: 0 done, 1 verify or copy found differences, 2 an error. SIGINT
-(Ctrl-C) and SIGTERM end a verb in good order, and then the program.
+(Ctrl-C), SIGTERM and SIGHUP (a terminal that is closed) end a verb in good
+order, and then the program; one that is ignored, as nohup does, stays so.
 )";
 
 const char kCreateHelp[] =
@@ -58,7 +59,7 @@ Meanwhile a file ".OUT.xml.lock" beside it is locked: another 'inventory create'
 of the same OUT.xml then ends with an error that names the process. The lock is
 free again when its holder ends, even if it was killed.
 
-Interrupted by SIGINT (Ctrl-C) or SIGTERM, it leaves OUT.xml as it was.
+Interrupted by SIGINT (Ctrl-C), SIGTERM or SIGHUP, it leaves OUT.xml as it was.
 
   --digest          with the MD5 digest of the content of each file. A file that
                     cannot be read, or changes meanwhile, gets none; it is named
@@ -158,8 +159,8 @@ and the counts, in which changed files are also copied ones. Copies have the
 permissions of their files, less the umask, and where that is allowed their
 owner; they have new times. Folders with no file to copy are not made.
 
-Interrupted by SIGINT (Ctrl-C) or SIGTERM, it removes the copy that it is about
-to make or to compare, and keeps those before.
+Interrupted by SIGINT (Ctrl-C), SIGTERM or SIGHUP, it removes the copy that it
+is about to make or to compare, and keeps those before.
 
   --seal KEYFILE    IN.xml is sealed: 'inventory help create' says how
   --color WHEN      auto, always or never: 'inventory help' says when that is

@@ -21,7 +21,7 @@ extern "C" void Receive(int signal) { received = signal; }
 
 // Sets what the signals do, but for one that is ignored.
 void Handle(void (*handler)(int)) {
-    for (const int signal : {SIGINT, SIGTERM}) {
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
         struct sigaction action = {};
         if (::sigaction(signal, nullptr, &action) == 0 &&
             action.sa_handler != SIG_IGN) {

@@ -1,4 +1,5 @@
-// Interrupt: SIGINT (Ctrl-C) and SIGTERM, which stop a verb where it can stop.
+// Interrupt: SIGINT (Ctrl-C), SIGTERM and SIGHUP (a terminal that is closed),
+// which stop a verb where it can stop.
 //
 // Once caught, a signal only sets a flag. Whatever may work for long looks at
 // it and ends by a Failure, so that destructors tidy up; in the end the program
@@ -10,8 +11,8 @@
 namespace Inventory {
 
 /// From now on the signals set the flag. One that is ignored, as for a program
-/// in the background, stays ignored. A call of the system that waits is ended
-/// by them (EINTR).
+/// in the background or behind nohup, stays ignored. A call of the system that
+/// waits is ended by them (EINTR).
 void CatchInterrupts();
 
 /// From now on they end the program at once, as they did before: there is

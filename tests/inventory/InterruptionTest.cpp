@@ -1,4 +1,4 @@
-// The inventory program: SIGINT and SIGTERM.
+// The inventory program: SIGINT, SIGTERM and SIGHUP.
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -33,7 +33,7 @@ TEST_F(InterruptionTest, LeavesAFileInTheMiddle) {
         for (const Strings& arguments :
              {Strings{"create", tree, out, "--digest"},
               Strings{"verify", tree, in, "--digest"}}) {
-            for (const int signal : {SIGINT, SIGTERM}) {
+            for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
                 SCOPED_TRACE(arguments.front() + " " + std::to_string(signal));
                 Setting setting;
                 setting.onTerminal = true;
@@ -109,6 +109,10 @@ TEST_F(HeldWalkTest, DoesNotWaitForAReaderOfItsOutput) {
 
 TEST_F(HeldWalkTest, GoesOnWhereInterruptsAreIgnored) {
     setting.ignoresInterrupts = true;
+    setting.meanwhile = [](pid_t program, int error) {
+        return WaitUntil([&] { return IsFull(error); }) &&
+               ::kill(program, SIGINT) == 0 && ::kill(program, SIGHUP) == 0;
+    };
     const Result result =
         RunInventory({"create", tree, out, "--digest"}, setting);
     EXPECT_EQ(0, result.status) << result;

@@ -59,7 +59,7 @@ struct Setting {
     rlim_t fileSize = RLIM_INFINITY;
     rlim_t openFiles = RLIM_INFINITY;
     std::string folder = "/";        // To run in.
-    bool ignoresInterrupts = false;  // As in the background of a script.
+    bool ignoresInterrupts = false;  // SIGINT and SIGHUP, as in the background.
 
     // What is done while it runs, and before its output is read: standard error
     // can be read from `error`. False: it has not come to that.
@@ -181,6 +181,8 @@ inline bool SetSignals(bool ignoreInterrupts) {
     return ::sigemptyset(&none) == 0 &&
            ::sigprocmask(SIG_SETMASK, &none, nullptr) == 0 &&
            std::signal(SIGINT, ignoreInterrupts ? SIG_IGN : SIG_DFL) !=
+               SIG_ERR &&
+           std::signal(SIGHUP, ignoreInterrupts ? SIG_IGN : SIG_DFL) !=
                SIG_ERR &&
            std::signal(SIGTERM, SIG_DFL) != SIG_ERR;
 }
