@@ -80,11 +80,20 @@ ExitStatus Create(const Options& options) {
     RequireReplaceable(options.document);
     std::optional<Lock> lock(options.document);
     DocumentWriter document(options.encoding);
+    Walk walk(options.folder);  // Before a journal is made for nothing.
     std::optional<Journal> journal;
     if (options.resume) {
         journal.emplace(options.document);
+        if (!journal->Refusal().empty()) {
+            Complain(journal->Refusal());
+            journal.reset();
+        }
     }
-    Walk walk(options.folder);
+    if (const std::string left = Journal::LeftBeside(options.document);
+        key && !left.empty()) {
+        Complain(Printable(left) +
+                 ": is not sealed, and can have names and digests of before");
+    }
     Summary summary;
     double seconds = 0;
     {

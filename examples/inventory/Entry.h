@@ -40,6 +40,7 @@ struct Entry {
     FileId id;
     long long modifiedExactly = 0;  // Nanoseconds.
     long long changedExactly = 0;
+    long long listedExactly = 0;  // When these were asked for, or just before.
 
     std::string target;               // Of a link; bytes as on the disk.
     bool contentsUnreadable = false;  // Of a folder.

@@ -71,12 +71,16 @@ Interrupted by SIGINT (Ctrl-C), SIGTERM or SIGHUP, it leaves OUT.xml as it was.
                     journal beside OUT.xml, ".OUT.xml.journal". When the program
                     was interrupted or killed, the same call takes those of
                     files from there whose size, times and inode have not
-                    changed. The journal goes when OUT.xml is complete.
+                    changed. The journal goes when OUT.xml is complete. One
+                    that is not its owner's alone is named on standard error,
+                    and neither read nor written.
   --seal KEYFILE    OUT.xml is enciphered with the key in KEYFILE: 32
                     hexadecimal digits on a line, as 'openssl rand -hex 16'
                     prints them. No plain copy of it is ever on the disk, for
-                    which reason there is no --resume with it. The other verbs
-                    read OUT.xml with the same option.
+                    which reason there is no --resume with it; a plain journal
+                    that an earlier --resume has left is named on standard error
+                    and stays. The other verbs read OUT.xml with the same
+                    option.
   --color WHEN      auto, always or never: 'inventory help' says when that is
   -h, --help        prints this
   --                ends the options

@@ -9,7 +9,6 @@
 
 #include <cerrno>
 #include <climits>
-#include <ctime>
 #include <string_view>
 #include <system_error>
 
@@ -43,10 +42,16 @@ std::string StateOf(const Entry& entry) {
            std::to_string(entry.id.number) + " " + Escape(entry.path);
 }
 
-long long Now() {
-    timespec now{};
-    ::clock_gettime(CLOCK_REALTIME, &now);
-    return static_cast<long long>(now.tv_sec) * 1'000'000'000 + now.tv_nsec;
+// The digits of a digest, and the blank behind them.
+bool BeginsWithDigest(const std::string& text) {
+    return text.find_first_not_of("0123456789abcdef") == kDigest &&
+           text[kDigest] == ' ';
+}
+
+// Nobody else can have written it, nor meant another file.
+bool IsOurs(const struct stat& info) {
+    return info.st_uid == ::geteuid() && (info.st_mode & 077) == 0 &&
+           info.st_nlink == 1;
 }
 
 bool WriteAll(int descriptor, const std::string& text) {
@@ -92,7 +97,7 @@ std::string Journal::DigestOf(const Entry& entry) const {
 }
 
 std::string Journal::Add(const Entry& entry) {
-    if (failed || entry.changedExactly > Now() - kSettled) {
+    if (failed || entry.changedExactly > entry.listedExactly - kSettled) {
         return "";
     }
     const std::string line = entry.md5 + " " + StateOf(entry);
@@ -104,6 +109,12 @@ std::string Journal::Add(const Entry& entry) {
            "; there is no more to go on from";
 }
 
+std::string Journal::LeftBeside(const std::string& path) {
+    const std::string name = Beside(path, ".journal");
+    struct stat info;
+    return ::lstat(name.c_str(), &info) == 0 ? name : "";
+}
+
 void Journal::Remove() { ::unlink(name.c_str()); }
 
 void Journal::Read() {
@@ -113,6 +124,12 @@ void Journal::Read() {
     }
     if (!S_ISREG(info.st_mode)) {
         throw Failure("something other than a journal is there");
+    }
+    if (!IsOurs(info)) {
+        failed = true;
+        refusal = Printable(name) +
+                  ": is not used, since it is not its owner's alone";
+        return;
     }
     id = IdOf(info);
     const std::string text =
@@ -136,10 +153,13 @@ void Journal::Read() {
     for (; (end = text.find('\n', start)) != std::string::npos;
          start = end + 1) {
         const std::string line = text.substr(start, end - start);
-        const std::size_t state = kCheck + 1 + kDigest + 1;
-        if (line.size() > state && line.substr(0, kCheck + 1) ==
-                                       CheckOf(line.substr(kCheck + 1)) + " ") {
-            digests[line.substr(state)] = line.substr(kCheck + 1, kDigest);
+        if (line.size() <= kCheck) {
+            continue;
+        }
+        const std::string checked = line.substr(kCheck + 1);
+        if (line.substr(0, kCheck + 1) == CheckOf(checked) + " " &&
+            BeginsWithDigest(checked)) {
+            digests[checked.substr(kDigest + 1)] = checked.substr(0, kDigest);
         }
     }
     // The next line begins as one.

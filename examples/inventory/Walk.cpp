@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <ctime>
 #include <filesystem>
 #include <system_error>
 #include <utility>
@@ -50,6 +51,12 @@ long long Nanoseconds(const timespec& time) {
         static_cast<unsigned long long>(time.tv_nsec));
 }
 
+long long Now() {
+    timespec now{};
+    ::clock_gettime(CLOCK_REALTIME, &now);
+    return Nanoseconds(now);
+}
+
 // Rounds down, also before 1970.
 long long WholeSeconds(long long milliseconds) {
     const long long part = milliseconds % 1000;
@@ -80,6 +87,7 @@ Entry Describe(const std::string& folder, const std::string& name,
     entry.path = name;
     const std::string path = folder + name;
 
+    entry.listedExactly = Now();
     // FileFind follows links, so whether this is one must be asked here.
     struct stat own;
     if (::lstat(path.c_str(), &own) != 0) {

@@ -35,6 +35,12 @@ protected:
                             setting);
     }
 
+    // Its owner's alone, as the program makes it.
+    void WriteJournal(const std::string& content) {
+        dir.Write(".out.xml.journal", content);
+        ASSERT_EQ(0, ::chmod(journal.c_str(), 0600));
+    }
+
     // Runs until the endless file is read, and then ends the program.
     void BreakOff(int signal) {
         Setting setting;
@@ -115,8 +121,7 @@ TEST_F(JournalTest, IsGoneOnFromWhereTheProgramWas) {
 // Nobody could tell otherwise whether the files were read again.
 TEST_F(JournalTest, SavesTheReadingOfFiles) {
     const std::string wrong(32, '5');
-    dir.Write(".out.xml.journal",
-              "inventory-journal 1\n" + LineOf("b", "b", wrong));
+    WriteJournal("inventory-journal 1\n" + LineOf("b", "b", wrong));
     const auto entries = GoOn(1);
     EXPECT_EQ(Md5("first"), entries.at("a").at("md5"));
     EXPECT_EQ(wrong, entries.at("b").at("md5"));
@@ -131,7 +136,7 @@ TEST_F(JournalTest, CountsForNoFileThatHasChanged) {
         return LineOf("a", "a", wrong) + LineOf("b", "b", wrong) +
                LineOf("d %\n", "d %25%0A", wrong) + LineOf("e", "e", wrong);
     };
-    dir.Write(".out.xml.journal", "inventory-journal 1\n" + lines());
+    WriteJournal("inventory-journal 1\n" + lines());
     Rewrite("a", "FIRST");  // The same size and modified.
     Write("b", "another size");
     std::filesystem::rename(tree + "d %\n", tree + "c");
@@ -156,9 +161,8 @@ TEST_F(JournalTest, CountsForNoOtherFileInItsPlace) {
     const std::string number = " " + std::to_string(info.st_ino) + " ";
     std::string other = Replaced(line.substr(9), number, " 1 ");
     other.pop_back();
-    dir.Write(
-        ".out.xml.journal",
-        "inventory-journal 1\n" + Md5(other).substr(0, 8) + " " + other + "\n");
+    WriteJournal("inventory-journal 1\n" + Md5(other).substr(0, 8) + " " +
+                 other + "\n");
     EXPECT_EQ(Md5("second"), GoOn(0).at("b").at("md5"));
 }
 
@@ -170,6 +174,12 @@ TEST_F(JournalTest, LosesNoMoreThanWhatIsDamaged) {
     const std::string start = "inventory-journal 1\n";
     std::string spoiled = b;
     spoiled[20] = '6';
+    const auto checked = [](const std::string& text) {
+        return Md5(text).substr(0, 8) + " " + text + "\n";
+    };
+    std::string state = a.substr(8 + 1 + 32);  // The blank, and what follows.
+    state.pop_back();
+    const std::string rest = state.substr(1);
     const struct {
         int line;
         std::string content;
@@ -187,12 +197,18 @@ TEST_F(JournalTest, LosesNoMoreThanWhatIsDamaged) {
         {__LINE__, start + a + std::string(100, '\0') + "\n" + d, 2},
         {__LINE__, start + "\n \n12345678 \n" + a, 1},
         {__LINE__, start + a + a + a, 1},
+        // What meets its check, and has no digest.
+        {__LINE__, start + checked(std::string(31, '5') + "g" + state), 0},
+        {__LINE__, start + checked(std::string(31, '5') + "A" + state), 0},
+        {__LINE__, start + checked(std::string(32, '5') + "x" + rest), 0},
+        {__LINE__, start + checked(std::string(32, '5')) + d, 1},
+        {__LINE__, start + checked("") + d, 1},
     };
     // What is added is whole, wherever the journal was broken off.
     const auto whole = [&] {
         std::set<std::string> files;
         for (const std::string& line : Lines(Content(journal))) {
-            if (line.size() > 9 &&
+            if (line.size() > 42 &&
                 Md5(line.substr(9)).substr(0, 8) == line.substr(0, 8)) {
                 files.insert(line.substr(line.rfind(' ')));
             }
@@ -201,7 +217,7 @@ TEST_F(JournalTest, LosesNoMoreThanWhatIsDamaged) {
     };
     for (const auto& row : cases) {
         SCOPED_TRACE(testing::Message() << "row at line " << row.line);
-        dir.Write(".out.xml.journal", row.content);
+        WriteJournal(row.content);
         Setting setting;
         setting.meanwhile = [&](pid_t program, int /*error*/) {
             return WaitUntil([&] { return whole() == 3; }) &&
@@ -212,7 +228,7 @@ TEST_F(JournalTest, LosesNoMoreThanWhatIsDamaged) {
     }
     for (const auto& row : cases) {
         SCOPED_TRACE(testing::Message() << "row at line " << row.line);
-        dir.Write(".out.xml.journal", row.content);
+        WriteJournal(row.content);
         GoOn(row.count);
     }
 }
@@ -221,13 +237,83 @@ TEST_F(JournalTest, HasNoFileThatChangedJustNow) {
     Write("b", "SECOND");
     Setting setting;
     setting.meanwhile = [&](pid_t program, int /*error*/) {
-        return WaitUntil([&] { return PositionIn(tree + "z", program) > 0; }) &&
+        // A line for "b" would stand before that one.
+        return WaitUntil(
+                   [&] { return Contains(Content(journal), " d %25%0A\n"); }) &&
                ::kill(program, SIGINT) == 0;
     };
     Resume(setting);
     EXPECT_TRUE(Contains(Content(journal), " a\n"));
     EXPECT_FALSE(Contains(Content(journal), " b\n"));
     EXPECT_TRUE(Contains(Content(journal), " d %25%0A\n"));
+}
+
+// It was listed with a time that its next change could have, however long ago
+// that was when its turn comes.
+TEST_F(JournalTest, HasNoFileThatHadChangedJustNowWhenItWasListed) {
+    Write("b", "SECOND");
+    // Their complaints, which come first, wait for a reader.
+    for (int i = 0; i < 1000; ++i) {
+        Write("\n" + std::to_string(i) + std::string(200, 'n'), "");
+    }
+    std::string complaints;
+    Setting setting;
+    setting.meanwhile = [&](pid_t program, int error) {
+        if (!WaitUntil([&] { return IsFull(error); })) {
+            return false;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(2100));
+        return WaitUntil([&] {
+                   ReadSome(error, complaints);
+                   return Contains(Content(journal), " d %25%0A\n");
+               }) &&
+               ::kill(program, SIGINT) == 0;
+    };
+    EXPECT_EQ("(signal 2)", Resume(setting).end);
+    EXPECT_TRUE(Contains(Content(journal), " a\n"));
+    EXPECT_FALSE(Contains(Content(journal), " b\n"));
+}
+
+TEST_F(JournalTest, IsNotUsedWhereItIsNotItsOwnersAlone) {
+    std::filesystem::remove(tree + "z");
+    const std::string content =
+        "inventory-journal 1\n" + LineOf("b", "b", std::string(32, '5'));
+    const auto expectRefused = [&] {
+        const Result result = Resume();
+        EXPECT_EQ(0, result.status) << result;
+        const Strings lines = Lines(result.err);
+        ASSERT_EQ(2U, lines.size()) << result;
+        EXPECT_EQ("inventory: " + journal +
+                      ": is not used, since it is not its owner's alone",
+                  lines[0]);
+        EXPECT_EQ(Md5("second"), EntriesOf(Content(out)).at("b").at("md5"));
+        EXPECT_EQ(content, Content(journal));
+    };
+    for (const unsigned int mode : {0640U, 0620U, 0610U, 0604U, 0602U, 0601U}) {
+        SCOPED_TRACE(mode);
+        WriteJournal(content);
+        ASSERT_EQ(0, ::chmod(journal.c_str(), mode));
+        expectRefused();
+    }
+    WriteJournal(content);
+    std::filesystem::create_hard_link(journal, dir / "same");
+    expectRefused();
+    std::filesystem::remove(dir / "same");
+    // Only root can give a file away.
+    if (::geteuid() == 0) {
+        SCOPED_TRACE("of another owner");
+        ASSERT_EQ(0, ::chown(journal.c_str(), 12345, 12345));
+        expectRefused();
+        ASSERT_EQ(0, ::chown(journal.c_str(), 0, 0));
+    }
+    EXPECT_EQ(std::string(32, '5'), GoOn(1).at("b").at("md5"));
+}
+
+TEST_F(JournalTest, IsNotMadeForAFolderThatIsNone) {
+    const Result result =
+        RunInventory({"create", dir / "none", out, "--digest", "--resume"});
+    EXPECT_EQ(2, result.status) << result;
+    ExpectBeside({});
 }
 
 TEST_F(JournalTest, IsNoEntryOfTheFolderThatItIsIn) {
@@ -243,8 +329,8 @@ TEST_F(JournalTest, IsNoEntryOfTheFolderThatItIsIn) {
 
 TEST_F(JournalTest, IsLeftAloneWithoutTheOption) {
     std::filesystem::remove(tree + "z");
-    dir.Write(".out.xml.journal",
-              "inventory-journal 1\n" + LineOf("b", "b", std::string(32, '5')));
+    WriteJournal("inventory-journal 1\n" +
+                 LineOf("b", "b", std::string(32, '5')));
     EXPECT_EQ(Md5("second"), CreateEntries().at("b").at("md5"));
     ExpectBeside({"out.xml", ".out.xml.journal"});
 }
@@ -272,7 +358,7 @@ TEST_F(JournalTest, IsNotMadeOfWhatElseIsThere) {
         "inventory: " + journal + ": something other than a journal is there\n";
     for (const char* const content :
          {"precious", "inventory-journal 2\n", "inventory-journal 1"}) {
-        dir.Write(".out.xml.journal", content);
+        WriteJournal(content);
         if (std::string(content) == "inventory-journal 1") {
             EXPECT_EQ(0, Resume().status);  // Its beginning.
         } else {

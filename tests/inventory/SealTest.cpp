@@ -485,6 +485,22 @@ TEST_F(SealTest, LeavesNoPlainCopyOnTheDisk) {
     ExpectBeside({"key", "out.xml"});
 }
 
+// One that was broken off before it was to be sealed.
+TEST_F(SealTest, TellsOfAPlainJournal) {
+    Write("a", "1");
+    const std::string journal =
+        dir.Write(".out.xml.journal", "inventory-journal 1\n");
+    const Result result = CreateSealed({"--digest"});
+    EXPECT_EQ(0, result.status) << result;
+    EXPECT_EQ("inventory: " + journal +
+                  ": is not sealed, and can have names and digests of before\n",
+              result.err);
+    EXPECT_EQ("inventory-journal 1\n", Content(journal));
+    EXPECT_EQ("", RunInventory({"create", tree, out}).err);
+    std::filesystem::remove(journal);
+    EXPECT_EQ("", CreateSealed().err);
+}
+
 TEST_F(SealTest, LeavesTheOldDocumentWhereItCannotWrite) {
     for (int i = 0; i < 1000; ++i) {
         Write(std::to_string(i), "");

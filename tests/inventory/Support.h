@@ -751,6 +751,19 @@ inline bool WaitUntil(const std::function<bool()>& isSo) {
     return true;
 }
 
+// Adds to `text` what a pipe or a terminal holds by now.
+inline void ReadSome(int descriptor, std::string& text) {
+    pollfd waiting{descriptor, POLLIN, 0};
+    char block[65536];
+    while (::poll(&waiting, 1, 0) == 1) {
+        const ssize_t count = ::read(descriptor, block, sizeof block);
+        if (count <= 0) {
+            return;
+        }
+        text.append(block, static_cast<std::size_t>(count));
+    }
+}
+
 // Where in the file the process is; -1 unless it has it open.
 inline long long PositionIn(const std::string& path, pid_t process) {
     const std::string wanted = std::filesystem::canonical(path).native();
