@@ -3,6 +3,7 @@
 #include <Bases/Bases.h>
 #include <libxml/xmlerror.h>
 
+#include <clocale>
 #include <csignal>
 #include <cstdio>
 #include <exception>
@@ -84,6 +85,9 @@ int main(int argc, char** argv) {
             failure.what());
         return Inventory::kError;
     }
+    // Tables and charts are to read the same in all locales, which BasesInit
+    // takes over with their decimal commas.
+    std::setlocale(LC_NUMERIC, "C");
     ::xmlSetGenericErrorFunc(nullptr, Inventory::Ignore);
     const std::vector<std::string> arguments(argv + (argc > 0 ? 1 : 0),
                                              argv + argc);

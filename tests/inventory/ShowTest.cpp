@@ -2,13 +2,40 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+#include <filesystem>
 #include <string>
 
 #include "tests/inventory/Support.h"
+#include "tests/support/CommaLocale.h"
 
 namespace InventoryTests {
 
 namespace {
+
+TEST_F(InventoryTest, ReadsTheSameWhereThePointIsAComma) {
+    Write("a.txt", std::string(1536, 'a'));
+    Write("b.png", "12345678");
+    Create();
+    const std::string chart = dir / "chart.svg";
+    const Strings show = {"show", out, "--chart", chart};
+    const std::string plain = RunInventory(show, In("C")).out;
+    const std::string picture = Content(chart);
+    EXPECT_TRUE(Contains(plain, "1.5 KiB")) << plain;
+    std::filesystem::remove(chart);
+
+    const NovuTest::CommaLocale comma;
+    Setting setting = In("");
+    setting.variables = {std::string("LOCPATH=") + std::getenv("LOCPATH"),
+                         "LC_NUMERIC=comma"};
+    const Result result = RunInventory(show, setting);
+    EXPECT_EQ(0, result.status) << result;
+    EXPECT_EQ(plain, result.out);
+    EXPECT_EQ(picture, Content(chart));
+    const Result again = RunInventory({"create", tree, out}, setting);
+    EXPECT_EQ(0, again.status) << again;
+    EXPECT_FALSE(Contains(again.out, ",")) << again;  // In its seconds.
+}
 
 TEST_F(InventoryTest, ShowPrintsTotalsAndTheLargestFiles) {
     const std::string in = dir.Write(
