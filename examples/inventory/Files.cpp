@@ -31,8 +31,7 @@ public:
         : name(path.substr(0, path.rfind('/') + 1) + ".inventory-XXXXXX"),
           descriptor(::mkstemp(name.data())) {
         if (descriptor == -1) {
-            throw Failure(Printable(path) + ": no file can be made there: " +
-                          std::generic_category().message(errno));
+            throw Failure(Because(path, "no file can be made there"));
         }
     }
     TemporaryFile(const TemporaryFile&) = delete;
@@ -123,8 +122,7 @@ void PutAt(const std::string& path, unsigned long size, const Writing& write) {
     TemporaryFile file(path);
     struct stat info;
     if (!write(file.Name()) || ::fstat(file.Descriptor(), &info) != 0) {
-        throw Failure(Printable(path) + ": " +
-                      std::generic_category().message(errno));
+        throw Failure(Because(path));
     }
     // XmlWriter's Save does not tell of a disk that is full.
     if (static_cast<unsigned long>(info.st_size) != size) {
@@ -134,13 +132,11 @@ void PutAt(const std::string& path, unsigned long size, const Writing& write) {
     }
     if (::fsync(file.Descriptor()) != 0 ||
         ::fchmod(file.Descriptor(), ModeOf(path)) != 0) {
-        throw Failure(Printable(path) + ": " +
-                      std::generic_category().message(errno));
+        throw Failure(Because(path));
     }
     StopIfInterrupted();
     if (!file.RenameTo(path)) {
-        throw Failure(Printable(path) + ": " +
-                      std::generic_category().message(errno));
+        throw Failure(Because(path));
     }
 }
 

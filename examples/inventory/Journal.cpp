@@ -78,8 +78,7 @@ Journal::Journal(const std::string& path)
                             O_NOCTTY | O_CLOEXEC,
                         0600)) {
     if (descriptor == -1) {
-        throw Failure(Printable(name) + ": " +
-                      std::generic_category().message(errno));
+        throw Failure(Because(name));
     }
     try {
         Read();
@@ -105,8 +104,7 @@ std::string Journal::Add(const Entry& entry) {
         return "";
     }
     failed = true;
-    return Printable(name) + ": " + std::generic_category().message(errno) +
-           "; there is no more to go on from";
+    return Because(name) + "; there is no more to go on from";
 }
 
 std::string Journal::LeftBeside(const std::string& path) {

@@ -10,7 +10,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <string_view>
-#include <system_error>
 
 #include "Beside.h"
 #include "Failure.h"
@@ -24,11 +23,6 @@ namespace {
 
 constexpr std::string_view kOwner =
     "inventory ";  // And the number of the process.
-
-std::string Because(const std::string& path, const std::string& what) {
-    return Printable(path) + ": " + what + ": " +
-           std::generic_category().message(errno);
-}
 
 // What the file holds; its first bytes are enough.
 std::string ContentOf(int descriptor) {
@@ -84,7 +78,7 @@ bool Lock::Take(const std::string& document) {
         0644);
     struct stat opened;
     if (descriptor == -1 || ::fstat(descriptor, &opened) != 0) {
-        throw Failure(Because(document, "no file can be made there"));
+        throw Failure(Because(name, "the lock cannot be opened"));
     }
     const std::string before = ContentOf(descriptor);
     if (!S_ISREG(opened.st_mode) || !IsOwners(before)) {
@@ -112,12 +106,16 @@ bool Lock::Take(const std::string& document) {
         descriptor = -1;
         return false;
     }
-    // For others to read; where the disk is full, they do without.
+    // For others to read.
     const std::string owner =
         std::string(kOwner) + std::to_string(::getpid()) + "\n";
-    if (::ftruncate(descriptor, 0) == 0) {
-        static_cast<void>(::pwrite(descriptor, owner.data(), owner.size(), 0) ==
-                          0);
+    const bool written = ::ftruncate(descriptor, 0) == 0 &&
+                         ::pwrite(descriptor, owner.data(), owner.size(), 0) ==
+                             static_cast<ssize_t>(owner.size());
+    // Where the disk is full, they do without: a part of the number would be
+    // that of another process.
+    if (!written && ::ftruncate(descriptor, 0) != 0) {
+        throw Failure(Because(name, "the lock cannot be written"));
     }
     return true;
 }

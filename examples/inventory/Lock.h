@@ -12,7 +12,8 @@ namespace Inventory {
 /// Held from the beginning to the end of the object: a file ".NAME.lock" beside
 /// the document, with the holder's process number in it, locked by flock. The
 /// system lets go of it when the holder ends, however it ends; the file itself
-/// goes with the object, and one that a killed holder left is taken over.
+/// goes with the object, and one that a killed holder left is taken over, where
+/// it may be written: by its owner.
 ///
 /// Not the library's named Mutex, for two reasons. It is a semaphore, which a
 /// holder that is killed leaves taken for good. And whoever destroys it takes

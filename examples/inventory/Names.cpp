@@ -7,8 +7,10 @@
 #include <langinfo.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <stdexcept>
 #include <string_view>
+#include <system_error>
 
 namespace Inventory {
 
@@ -117,6 +119,13 @@ bool Unescape(const std::string& text, std::string& name) {
     }
     name = bytes;
     return true;
+}
+
+std::string Because(const std::string& path, const char* what) {
+    const int error = errno;  // Before what follows can change it.
+    return Printable(path) + ": " +
+           (what != nullptr ? std::string(what) + ": " : "") +
+           std::generic_category().message(error);
 }
 
 std::string Printable(const std::string& name) {

@@ -30,6 +30,10 @@ std::string Escape(const std::string& name);
 /// `Escape` does not make.
 bool Unescape(const std::string& text, std::string& name);
 
+/// What failed at that path by the error that errno holds: "PATH: WHAT: WHY",
+/// or "PATH: WHY".
+std::string Because(const std::string& path, const char* what = nullptr);
+
 /// For people: the name itself where it is plain and has no "%", and otherwise
 /// escaped. So no name passes for another, and none commands a terminal.
 std::string Printable(const std::string& name);

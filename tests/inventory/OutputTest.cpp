@@ -26,15 +26,19 @@ TEST_F(InventoryTest, LeavesNothingBehindWhereItCannotWrite) {
         std::string out;
         std::string message;
     } cases[] = {
-        {dir / "missing/out.xml", "missing/out.xml: no file can be made there"},
-        {dir / "sealed/new.xml", "sealed/new.xml: no file can be made there"},
-        {dir / "sealed/old.xml", "sealed/old.xml: no file can be made there"},
+        {dir / "missing/out.xml",
+         "missing/.out.xml.lock: the lock cannot be opened"},
+        {dir / "sealed/new.xml",
+         "sealed/.new.xml.lock: the lock cannot be opened"},
+        {dir / "sealed/old.xml",
+         "sealed/.old.xml.lock: the lock cannot be opened"},
         {dir / "sealed", "sealed: something other than a file is there"},
-        {dir / "target/out.xml", "target/out.xml: no file can be made there"},
+        {dir / "target/out.xml",
+         "target/.out.xml.lock: the lock cannot be opened"},
         {dir / "link.xml", "link.xml: something other than a file is there"},
         {dir / "pipe", "pipe: something other than a file is there"},
         {dir / std::string(300, 'n'), ": File name too long"},
-        {dir / "new/", "new/: no file can be made there"},
+        {dir / "new/", "new/..lock: the lock cannot be opened"},
         {"", ": No such file or directory"},
     };
     for (const auto& [path, message] : cases) {
