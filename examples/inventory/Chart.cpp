@@ -49,6 +49,11 @@ text { font: 13px ui-monospace, Menlo, Consolas, "DejaVu Sans Mono", monospace;
 }
 )";
 
+// "1 file", "2 files".
+std::string Counted(unsigned long long count, const std::string& what) {
+    return std::to_string(count) + " " + what + (count != 1 ? "s" : "");
+}
+
 // Two decimals, behind a point in every locale.
 std::string Decimal(long long hundredths) {
     const long long part = hundredths % 100;
@@ -154,9 +159,8 @@ void DrawBars(Picture& picture, int y, const char* kind,
         const long long width = std::llround(share * kLongestBar * 100);
         picture.Begin("g");
         picture.Element("title", "class", "name",
-                        name + ": " + std::to_string(total.entries) +
-                            " files, " + std::to_string(total.bytes) +
-                            " bytes");
+                        name + ": " + Counted(total.entries, "file") + ", " +
+                            Counted(total.bytes, "byte"));
         picture.Text("label", kLabelEnd, y, CutTo(kLabelColumns, name));
         picture.Box(kind, kBarStart, y - kBarHeight + 4, Decimal(width),
                     kBarHeight, 2);
@@ -189,9 +193,8 @@ void DrawChart(const std::vector<Entry>& entries, long long now,
     picture.End();
     picture.Box("page", 0, 0, std::to_string(kWidth), height, 8);
     picture.Text("title", kMargin, 36, "Space by extension and by age");
-    picture.Text(
-        "value", kMargin, 58,
-        std::to_string(all.entries) + " files, " + RoundSize(all.bytes));
+    picture.Text("value", kMargin, 58,
+                 Counted(all.entries, "file") + ", " + RoundSize(all.bytes));
     DrawBars(picture, top, "extension", "Extensions", extensions);
     DrawBars(picture, second, "age", "Last changed", ages);
     picture.Save(path);

@@ -93,7 +93,8 @@ std::string Decoded(const std::string& lines, std::size_t size) {
 std::size_t ReadHeader(const std::string& text, std::size_t& at) {
     at = kKind.size();
     if (text.compare(at, kVersion.size(), kVersion) != 0) {
-        throw Failure("is sealed in another version than 1");
+        throw Failure(
+            "its first line is damaged, or of another version than 1");
     }
     at += kVersion.size();
     const std::size_t end = text.find('\n', at);

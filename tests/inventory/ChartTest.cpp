@@ -164,7 +164,7 @@ TEST_F(ChartTest, HasBarsOfTheBytes) {
         EXPECT_EQ(row.label, bars[i].label);
         EXPECT_EQ(row.value, bars[i].value);
         EXPECT_EQ(std::string(row.label) + ": " + std::to_string(row.files) +
-                      " files, " +
+                      (row.files == 1 ? " file, " : " files, ") +
                       std::to_string(static_cast<long long>(row.bytes)) +
                       " bytes",
                   bars[i].title);
@@ -195,12 +195,12 @@ TEST_F(ChartTest, EndsAgesWhereTheyEnd) {
             titles.push_back(bar.title);
         }
     }
-    EXPECT_EQ((Strings{"under a day: 1 files, 1 bytes",
+    EXPECT_EQ((Strings{"under a day: 1 file, 1 byte",
                        "under a week: 2 files, 6 bytes",
                        "under a month: 2 files, 24 bytes",
                        "under a quarter: 2 files, 96 bytes",
                        "under a year: 2 files, 384 bytes",
-                       "a year and more: 1 files, 512 bytes"}),
+                       "a year and more: 1 file, 512 bytes"}),
               titles);
 }
 
@@ -219,7 +219,7 @@ TEST_F(ChartTest, SaysWhatItIs) {
     EXPECT_NE("", picture.All("desc")[0]->text);
     EXPECT_TRUE(Contains(picture.All("style").at(0)->text,
                          "prefers-color-scheme: dark"));
-    EXPECT_EQ("1 files, 5 B", picture.All("text").at(1)->text);
+    EXPECT_EQ("1 file, 5 B", picture.All("text").at(1)->text);
     // Nothing is asked of the network.
     const std::string content = Content(chart);
     EXPECT_FALSE(Contains(content, "href")) << content;

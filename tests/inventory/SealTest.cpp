@@ -342,6 +342,8 @@ TEST_F(SealTest, RefusesWhatIsDamaged) {
     };
     const std::string cut = "is cut off, or damaged: ";
     const std::string base64 = "its Base64 is damaged";
+    const std::string version =
+        "its first line is damaged, or of another version than 1";
     const std::string header =
         "its header is damaged: a line with the length is missing";
     const std::string length = "its length is wrong, or it is damaged";
@@ -357,14 +359,14 @@ TEST_F(SealTest, RefusesWhatIsDamaged) {
         {__LINE__, good.substr(0, head.size() + 77), cut},
         {__LINE__, good + "\n", cut},
         {__LINE__, good + good, cut},
-        {__LINE__, "inventory-sealed ", "is sealed in another version than 1"},
-        {__LINE__, "inventory-sealed 1", "is sealed in another version"},
+        {__LINE__, "inventory-sealed ", version},
+        {__LINE__, "inventory-sealed 1", version},
         {__LINE__, "inventory-sealed 1\n", header},
         {__LINE__, "inventory-sealed 1\nlength 400", header},
 
         // The header.
-        {__LINE__, Replaced(good, " 1\n", " 2\n"), "in another version than 1"},
-        {__LINE__, Replaced(good, " 1\n", " 1\r\n"), "in another version"},
+        {__LINE__, Replaced(good, " 1\n", " 2\n"), version},
+        {__LINE__, Replaced(good, " 1\n", " 1\r\n"), version},
         {__LINE__, Replaced(good, "length", "Length"), header},
         {__LINE__, Replaced(good, "400", ""), header},
         {__LINE__, Replaced(good, "400", "0"), header},
@@ -410,7 +412,11 @@ TEST_F(SealTest, RefusesWhatIsDamaged) {
     // A whole block is not noticed where the document still reads well, which
     // the help says. Here it does not.
     dir.Write("out.xml", with(200, std::string(8, 'A')));
-    EXPECT_EQ(2, RunInventory({"show", out, "--seal", key}).status);
+    const Result later = RunInventory({"show", out, "--seal", key});
+    EXPECT_EQ(2, later.status) << later;
+    EXPECT_EQ("", later.out);
+    EXPECT_EQ(1U, Lines(later.err).size()) << later;
+    EXPECT_TRUE(IsHarmless(later.err)) << later;
     dir.Write("out.xml", good);
     EXPECT_EQ(0, RunInventory({"show", out, "--seal", key}).status);
 
@@ -428,21 +434,24 @@ TEST_F(SealTest, RefusesWhatIsDamaged) {
 Strings ContentsEverMade(const TempDir& dir, const Strings& arguments) {
     std::map<std::string, Descriptor> opened;
     Setting setting;
+    const auto look = [&] {
+        std::error_code gone;
+        for (std::filesystem::directory_iterator entry(dir.Path(), gone);
+             !gone && entry != std::filesystem::directory_iterator();
+             entry.increment(gone)) {
+            const std::string path = entry->path().native();
+            if (!opened.contains(path)) {
+                Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+                if (file.Number() != -1) {
+                    opened.emplace(path, std::move(file));
+                }
+            }
+        }
+    };
     setting.meanwhile = [&](pid_t program, int /*error*/) {
         siginfo_t state{};
         while (state.si_pid == 0) {
-            std::error_code gone;
-            for (std::filesystem::directory_iterator entry(dir.Path(), gone);
-                 !gone && entry != std::filesystem::directory_iterator();
-                 entry.increment(gone)) {
-                const std::string path = entry->path().native();
-                if (!opened.contains(path)) {
-                    Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
-                    if (file.Number() != -1) {
-                        opened.emplace(path, std::move(file));
-                    }
-                }
-            }
+            look();
             if (::waitid(P_PID, static_cast<id_t>(program), &state,
                          WEXITED | WNOHANG | WNOWAIT) != 0) {
                 return false;
@@ -451,6 +460,7 @@ Strings ContentsEverMade(const TempDir& dir, const Strings& arguments) {
         return true;
     };
     EXPECT_EQ(0, RunInventory(arguments, setting).status);
+    look();  // What was made since the last one.
     Strings contents;
     for (const auto& [path, file] : opened) {
         struct stat info;
