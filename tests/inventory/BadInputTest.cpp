@@ -79,6 +79,13 @@ const struct TamperedCase {
     {__LINE__, "<entry", "<entry <", "well-formed"},
     {__LINE__, " size=\"10\"", " size=\"10\" size=\"10\"", "well-formed"},
     {__LINE__, " size=\"10\"", " size=10", "well-formed"},
+    {__LINE__, "<entry", "<entry \x1B[31m", "well-formed"},
+    {__LINE__, "<entry", "\x1B]0;title\x07<entry", "well-formed"},
+    {__LINE__, "path=\"a\"", "path=\"a\x1B[2Jb\"", "well-formed"},
+    {__LINE__, "<entry",
+     "<\xC2\x9B"
+     "31m",
+     "well-formed"},
     {__LINE__, "path=\"a\"", "path=\"\x01\"", "well-formed"},
     {__LINE__, "path=\"a\"", "path=\"\xFF\"", "well-formed"},
     {__LINE__, "path=\"a\"", "path=\"&undefined;\"", "well-formed"},
@@ -256,6 +263,8 @@ TEST_F(InventoryTest, RefusesTamperedDocuments) {
             EXPECT_TRUE(Contains(result.err, "inventory: " + in + ": "))
                 << result;
             EXPECT_TRUE(Contains(result.err, row.message)) << result;
+            EXPECT_EQ(1U, Lines(result.err).size()) << result;
+            EXPECT_TRUE(IsHarmless(result.err)) << result;
         }
     }
     ExpectBeside({"in.xml"});
@@ -298,10 +307,11 @@ TEST_F(InventoryTest, RefusesForeignDocuments) {
         EXPECT_EQ("", result.out);
         EXPECT_TRUE(Contains(result.err, "inventory: " + in + ": ")) << result;
         EXPECT_TRUE(Contains(result.err, message)) << result;
+        EXPECT_EQ(1U, Lines(result.err).size()) << result;
+        EXPECT_TRUE(IsHarmless(result.err)) << result;
     }
 }
 
-// XmlReader leaves a name as it was when it cannot convert the next one.
 // A key, say, in the place of the document.
 TEST_F(InventoryTest, ShowsNothingOfWhatIsNoDocument) {
     const std::string key = dir.Write("key", std::string(32, 'a') + '\n');
@@ -314,6 +324,7 @@ TEST_F(InventoryTest, ShowsNothingOfWhatIsNoDocument) {
               result.err);
 }
 
+// XmlReader leaves a name as it was when it cannot convert the next one.
 TEST_F(InventoryTest, DoesNotTakeAnElementOfAnUnknownNameForAnEntry) {
     const std::string in =
         dir.Write("in.xml", DocumentOf(FileElement(1, "a", "1") +
@@ -342,6 +353,9 @@ TEST_F(InventoryTest, SurvivesDamagedDocuments) {
         EXPECT_TRUE(result.status == 0 || result.status == 2)
             << "seed " << seed << ", round " << i << ": " << result;
         EXPECT_EQ(result.status == 2, result.out.empty());
+        EXPECT_EQ(result.status == 2 ? 1U : 0U, Lines(result.err).size())
+            << result;
+        EXPECT_TRUE(IsHarmless(result.err)) << result;
     }
 }
 
