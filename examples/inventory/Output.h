@@ -1,4 +1,4 @@
-// Output: results for standard output, and how they look.
+// Output: what the program prints, and how it looks.
 
 #ifndef INVENTORY_OUTPUT_H_
 #define INVENTORY_OUTPUT_H_
@@ -23,8 +23,8 @@ std::string Table(const std::vector<std::vector<std::string>>& rows,
 /// 1536 as "1.5 KiB".
 std::string HumanSize(unsigned long long bytes);
 
-/// "5,324 KiB": a whole number below 10240 of the largest unit that gives at
-/// least 10, but for bytes.
+/// "5,324 KiB": a whole number, at most 10240, of the largest unit that gives
+/// at least 10, but for bytes.
 std::string RoundSize(unsigned long long bytes);
 
 std::string WithDecimals(double value, int decimals);

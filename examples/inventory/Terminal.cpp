@@ -50,9 +50,7 @@ std::string Colored(const std::string& text, Ink ink) {
     if (text.empty() || !IsColored()) {
         return text;
     }
-    const char* const start = ink == Ink::Red     ? "\x1B[31m"
-                              : ink == Ink::Green ? "\x1B[32m"
-                                                  : "\x1B[36m";
+    const char* const start = ink == Ink::Red ? "\x1B[31m" : "\x1B[32m";
     return start + text + "\x1B[0m";
 }
 

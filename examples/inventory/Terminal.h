@@ -19,7 +19,7 @@ bool IsTerminal();
 /// Of the terminal, at this moment; else what COLUMNS says, or 80.
 std::size_t Columns();
 
-enum class Ink { Red, Green, Cyan };
+enum class Ink { Red, Green };
 
 /// The text in that colour, or as it is.
 std::string Colored(const std::string& text, Ink ink);
