@@ -87,6 +87,7 @@ int main(int argc, char** argv) {
     }
     // Tables and charts are to read the same in all locales, which BasesInit
     // takes over with their decimal commas.
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): there is no other thread yet.
     std::setlocale(LC_NUMERIC, "C");
     ::xmlSetGenericErrorFunc(nullptr, Inventory::Ignore);
     const std::vector<std::string> arguments(argv + (argc > 0 ? 1 : 0),
