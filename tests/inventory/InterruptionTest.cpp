@@ -122,11 +122,7 @@ TEST_F(HeldWalkTest, GoesOnWhereInterruptsAreIgnored) {
 
 // The document is there, and its summary waits for a reader.
 TEST_F(InterruptionTest, EndsAWaitForAReader) {
-    const Channel unread = MakePipe();
-    const std::string block(4096, 'x');
-    while (!IsFull(unread.reading.Number())) {
-        ASSERT_LT(0, ::write(unread.writing.Number(), block.data(), 4096));
-    }
+    const Channel unread = MakeFullPipe();
     Setting setting;
     setting.output = unread.writing.Number();
     setting.meanwhile = [&](pid_t program, int /*error*/) {

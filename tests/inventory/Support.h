@@ -830,6 +830,17 @@ inline bool IsFull(int pipe) {
            size > ::fcntl(pipe, F_GETPIPE_SZ) - 4096;
 }
 
+inline Channel MakeFullPipe() {
+    Channel pipe = MakePipe();
+    const std::string block(4096, 'x');
+    while (!IsFull(pipe.reading.Number())) {
+        if (::write(pipe.writing.Number(), block.data(), block.size()) <= 0) {
+            throw std::runtime_error("no room in a pipe");
+        }
+    }
+    return pipe;
+}
+
 inline bool InterruptAndGoOn(pid_t program) {
     return ::kill(program, SIGINT) == 0 && ::kill(program, SIGCONT) == 0;
 }
