@@ -1,7 +1,5 @@
 // What the sanitizers are told in every test program, however it is started.
-
-// The names are the sanitizers'.
-// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
+// The names are theirs.
 
 extern "C" {
 
@@ -25,5 +23,3 @@ const char* __tsan_default_options() { return "allocator_may_return_null=1"; }
 const char* __ubsan_default_options() { return "print_stacktrace=1"; }
 
 }  // extern "C"
-
-// NOLINTEND(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
