@@ -130,10 +130,10 @@ TEST_F(BarTest, DoesNotGuessHowLongAWalkWillTake) {
 }
 
 TEST_F(BarTest, FillsUpByTheWorkThatIsDone) {
-    // Three files of 9 MB: the bar stands at thirds in between.
+    // Three files of 3 MB: the bar stands at thirds in between.
     for (const char* const name : {"a", "b", "c"}) {
         Write(name, "");
-        std::filesystem::resize_file(tree + name, 9000000);
+        std::filesystem::resize_file(tree + name, 3000000);
     }
     Create(terminal, {"--digest"});
     const Result verified = Verify(terminal, {"--digest"});

@@ -480,7 +480,9 @@ TEST_F(SealTest, LeavesNoPlainCopyOnTheDisk) {
         Write(std::to_string(i) + std::string(100, 'n'), "");
     }
     const auto isPlain = [](const std::string& content) {
-        return Contains(content, "<entry") || Contains(content, "nnnn");
+        // Armour can have four of them by chance, and never fifty.
+        return Contains(content, "<entry") ||
+               Contains(content, std::string(50, 'n'));
     };
     const auto isSealed = [](const std::string& content) {
         return content.rfind("inventory-sealed 1\n", 0) == 0;
