@@ -26,8 +26,9 @@ apt_names() {
                 libssl-dev nettle-dev uuid-dev python3
             ;;
         clang) echo clang ;;
+        # The last one names the functions.
+        asan | fuzz) echo clang libclang-rt-dev llvm ;;
         docs) echo doxygen python3 ;;
-        fuzz) echo clang libclang-rt-dev llvm ;; # llvm names the functions.
         # npm brings a compiler. Whoever has it from elsewhere keeps that.
         macos)
             echo lld llvm file
@@ -50,7 +51,7 @@ brew_names() {
         build) echo cmake ninja pkgconf boost ;;
         test) echo googletest openssl ;;
         bench) fail "the benchmarks are for Linux" ;;
-        clang) ;;
+        asan | clang) ;;
         docs) echo doxygen ;;
         fuzz) fail "Apple's compiler has no libFuzzer: fuzz on Linux" ;;
         macos) fail "on macOS, the build itself is the check" ;;

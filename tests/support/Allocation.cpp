@@ -135,7 +135,9 @@ using std::nothrow_t;
 using std::size_t;
 
 void* operator new(size_t size) { return Allocate(size, Kind::kObject); }
-void* operator new[](size_t size) {
+// There are hosts whose operator answers null, although it may not.
+__attribute__((no_sanitize("returns-nonnull-attribute"))) void* operator new[](
+    size_t size) {
     return arraysAreNull ? nullptr : Allocate(size, Kind::kArray);
 }
 void* operator new(size_t size, const nothrow_t& /*tag*/) noexcept {

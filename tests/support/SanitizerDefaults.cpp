@@ -9,10 +9,11 @@ const char* __tsan_default_options();
 const char* __ubsan_default_options();
 
 // A thread that is ended by force never gives its alternate stack back. Sizes
-// that no memory has are asked for on purpose.
+// that no memory has are asked for on purpose. Programs that take sources of
+// the library for their own have its tables twice.
 const char* __asan_default_options() {
-    return "allocator_may_return_null=1:detect_stack_use_after_return=1:"
-           "use_sigaltstack=0";
+    return "allocator_may_return_null=1:detect_odr_violation=1:"
+           "detect_stack_use_after_return=1:use_sigaltstack=0";
 }
 
 // The one byte that each call abandons, by design.
