@@ -13,11 +13,13 @@ add_custom_target(fuzzers)
 function(novu_fuzz service)
     cmake_parse_arguments(arg "" "" "LIBRARIES" ${ARGN})
     set(program ${service}Fuzz)
-    set(support ${PROJECT_SOURCE_DIR}/tests/support)
-    add_executable(${program} ${program}.cpp ${support}/SanitizerDefaults.cpp)
+    add_executable(${program} ${program}.cpp)
     target_include_directories(${program} PRIVATE ${PROJECT_SOURCE_DIR})
     target_compile_features(${program} PRIVATE cxx_std_20)
-    target_link_libraries(${program} PRIVATE Novu::Bases ${arg_LIBRARIES})
+    target_link_libraries(
+        ${program}
+        PRIVATE Novu::Bases NovuSanitizerDefaults ${arg_LIBRARIES}
+    )
     novu_warnings(${program})
     if(NOVU_BUILD_FUZZERS)
         target_link_options(${program} PRIVATE -fsanitize=fuzzer)

@@ -23,12 +23,17 @@ function(novu_test service)
     )
 endfunction()
 
-# novu_mac_test(Service LIBRARIES library...): tests/ServiceTest.cpp once more,
-# as ServiceOnMacTest, on what macOS has of the service.
+# novu_mac_test(Service LIBRARIES library...): what novu_test(Service) compiles
+# once more, as ServiceOnMacTest, on what macOS has of the service.
 function(novu_mac_test service)
     cmake_parse_arguments(arg "" "" "LIBRARIES" ${ARGN})
     set(program ${service}OnMacTest)
-    novu_test_program(${program} ${service}Test.cpp "${arg_LIBRARIES}")
+    novu_test_program(
+        ${program}
+        $<TARGET_OBJECTS:${service}Test>
+        "${arg_LIBRARIES}"
+    )
+    set_target_properties(${program} PROPERTIES LINKER_LANGUAGE CXX)
     gtest_discover_tests(
         ${program}
         TEST_SUFFIX .mac
@@ -51,14 +56,14 @@ function(novu_stress service)
 endfunction()
 
 function(novu_test_program program sources libraries)
-    add_executable(
-        ${program}
-        ${sources}
-        ${PROJECT_SOURCE_DIR}/tests/support/SanitizerDefaults.cpp
-    )
+    add_executable(${program} ${sources})
     target_link_libraries(
         ${program}
-        PRIVATE NovuTestSupport GTest::gtest_main ${libraries}
+        PRIVATE
+            NovuTestSupport
+            NovuSanitizerDefaults
+            GTest::gtest_main
+            ${libraries}
     )
     novu_warnings(${program})
 endfunction()
