@@ -34,6 +34,7 @@ apt_names() {
             echo lld llvm file
             command -v npm >/dev/null || echo npm
             ;;
+        tree) echo git python3 ;;
         format) echo git clang-format ;;
         tidy) echo clang clang-tidy ;;
         cppcheck) echo cppcheck ;;
@@ -51,7 +52,7 @@ brew_names() {
         build) echo cmake ninja pkgconf boost ;;
         test) echo googletest openssl ;;
         bench) fail "the benchmarks are for Linux" ;;
-        asan | clang) ;;
+        asan | clang | tree) ;;
         docs) echo doxygen ;;
         fuzz) fail "Apple's compiler has no libFuzzer: fuzz on Linux" ;;
         macos) fail "on macOS, the build itself is the check" ;;
